@@ -1,0 +1,81 @@
+// The position record, always seen from the side to move, and the Zobrist key tables.
+#pragma once
+
+#include <cstdint>
+
+#include "board/types.h"
+
+struct Position {
+    Bitboard own;     // the side to move's pieces
+    Bitboard plane1;  // bit planes of the piece codes, both colours
+    Bitboard plane2;
+    Bitboard plane4;
+    uint8_t castling;  // bit 0/1 own queen/king side, bit 4/5 the opponent's
+    uint8_t epFile;    // file of a pawn that just made a double step, 8 = none
+    uint8_t halfmoveClock;
+    uint8_t repetitions;
+    uint32_t side;  // 0 White, 1 Black
+    uint64_t key;
+};
+static_assert(sizeof(Position) == 48);
+
+constexpr int STACK_SIZE = 800;
+
+namespace keys_detail {
+// Any fixed, well-mixed set of keys will do; nothing outside the process sees them.
+constexpr uint64_t SplitMix(uint64_t& state) {
+    uint64_t z = (state += 0x9E3779B97F4A7C15ull);
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+    return z ^ (z >> 31);
+}
+
+struct KeyTables {
+    uint64_t piece[15][64]{};
+    uint64_t castle[52]{};
+    uint64_t ep[9]{};
+};
+
+constexpr KeyTables MakeKeyTables() {
+    KeyTables t;
+    uint64_t state = 0x66E22C7A0F3B1D45ull;
+    for (auto& row : t.piece)
+        for (auto& k : row) k = SplitMix(state);
+    for (auto& k : t.castle) k = SplitMix(state);
+    for (int i = 0; i < 8; ++i) t.ep[i] = SplitMix(state);
+    t.ep[8] = 0;  // "no en-passant file" contributes nothing
+    return t;
+}
+
+inline constexpr KeyTables KEYS = MakeKeyTables();
+}  // namespace keys_detail
+
+// Row = colour * 8 + piece code, column = square in that colour's own view.
+inline constexpr const uint64_t (&PieceKeys)[15][64] = keys_detail::KEYS.piece;
+inline constexpr const uint64_t (&CastleKeys)[52] = keys_detail::KEYS.castle;
+inline constexpr const uint64_t (&EpKeys)[9] = keys_detail::KEYS.ep;
+inline constexpr uint64_t SideKeys[2] = {0xEF943420618B4A08ull, 0};
+
+constexpr Bitboard Occupied(const Position& p) { return p.plane1 | p.plane2 | p.plane4; }
+constexpr Bitboard Opponent(const Position& p) { return Occupied(p) ^ p.own; }
+constexpr Bitboard Pawns(const Position& p) { return p.plane1 & ~p.plane2 & ~p.plane4; }
+constexpr Bitboard Knights(const Position& p) { return p.plane2 & ~p.plane1 & ~p.plane4; }
+constexpr Bitboard Bishops(const Position& p) { return p.plane1 & p.plane2; }
+constexpr Bitboard Rooks(const Position& p) { return p.plane4 & ~p.plane1 & ~p.plane2; }
+constexpr Bitboard Queens(const Position& p) { return p.plane1 & p.plane4; }
+constexpr Bitboard Kings(const Position& p) { return p.plane2 & p.plane4; }
+constexpr Bitboard RooksQueens(const Position& p) { return p.plane4 & ~p.plane2; }
+constexpr Bitboard BishopsQueens(const Position& p) { return p.plane1 & (p.plane2 | p.plane4); }
+
+constexpr int PieceOn(const Position& p, int sq) {
+    return int((p.plane1 >> sq) & 1) | int((p.plane2 >> sq) & 1) << 1 | int((p.plane4 >> sq) & 1) << 2;
+}
+// Square 0 when there is no king, as the record allows.
+constexpr int OwnKingSquare(const Position& p) {
+    Bitboard k = Kings(p) & p.own;
+    return k ? Lsb(k) : 0;
+}
+
+uint64_t ComputeKey(Position& pos);
+void FlipPosition(Position& pos);
+Position* NewGame();

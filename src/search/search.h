@@ -1,0 +1,36 @@
+// The per-thread search context and the alpha-beta search.
+#pragma once
+
+#include <cstdint>
+#include <thread>
+
+#include "board/position.h"
+#include "board/types.h"
+
+struct PawnHashTable;
+
+struct SearchThread {
+    Position positionStack[STACK_SIZE];
+    Position* current;
+    Move killers[64][2];
+    uint16_t history[2][64][64];
+    uint8_t threadId;  // 0 in the main context, 1..N in the thread contexts
+    std::thread threadHandle;
+    uint8_t rootDepth;
+    uint8_t selDepth;
+    int16_t rootAlpha;
+    int16_t rootBeta;
+    MoveEntry* rootMovesEnd;
+    MoveEntry rootMoves[256];
+    uint8_t tbProbeLimit;
+    uint64_t* threadResult;
+    PawnHashTable* pawnHash;
+};
+
+// The main context: it holds the game.
+extern SearchThread mainContext;
+
+// Shared between threads; each is written by one party and polled by the others.
+extern Relaxed<uint32_t> searchStop;
+extern Relaxed<uint32_t> iterationAbort;
+extern Relaxed<uint64_t> nodeCount;

@@ -1,0 +1,3 @@
+#include "search/tt.h"
+
+uint8_t hashAge = 0;
