@@ -1,9 +1,49 @@
 #include "frontend/startup.h"
 
+#include <cstdio>
+#include <cstring>
+
 #include "board/position.h"
+#include "frontend/console.h"
+#include "frontend/input.h"
+#include "frontend/uci.h"
 #include "search/search.h"
 
+namespace {
+
+const char* const RULE = "-------------------------------------------------------------------------------";
+
+// The mode loop: only prefixes are compared, so "ucinewgame" also selects UCI and any "c..." the console.
+int ModeLoop() {
+    char line[LINE_BUFFER];
+    while (ReadInputLine(line)) {
+        std::fflush(stdout);
+        if (line[0] == '\n') continue;
+        if (std::strncmp(line, "uci", 3) == 0) {
+            ProtocolMode = MODE_UCI;
+            if (UciLoop() == 1) return 0;
+        } else if (line[0] == 'c') {
+            ProtocolMode = MODE_CONSOLE;
+            if (ConsoleLoop() == 1) return 0;
+        } else if (std::strncmp(line, "quit", 4) == 0) {
+            return 0;
+        }
+    }
+    return 0;  // end of input while waiting for a mode line
+}
+
+}  // namespace
+
 int RunEngine(int, char**) {
+    // A GUI reading the pipe must see every line at once.
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
+    std::setvbuf(stdin, nullptr, _IONBF, 0);
+
+    std::printf("%s\n", RULE);
+    std::printf("ferrolune chess engine by Odrevan\n");
+    std::printf("Version %s\n\n", "1.0");
     mainContext.current = NewGame();
-    return 0;
+    std::printf("%s\n\n", RULE);
+    std::printf("enter 'console' for console mode... ");
+    return ModeLoop();
 }

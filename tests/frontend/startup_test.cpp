@@ -1,0 +1,50 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "engine_process.h"
+
+namespace {
+
+const std::string RULE(79, '-');
+const std::string BANNER_HEAD = RULE + "\nferrolune chess engine by Odrevan\nVersion 1.0\n\n";
+const std::string PROMPT = RULE + "\n\nenter 'console' for console mode... ";
+
+// Everything between the two rules belongs to the settings load, which prints its own line.
+std::string AfterSettings(const std::string& out) {
+    auto pos = out.find(RULE + "\n\n");
+    return pos == std::string::npos ? out : out.substr(pos);
+}
+
+}  // namespace
+
+TEST(Startup, BannerPromptAndModeLines) {
+    auto dir = FreshWorkDir("startup");
+
+    // Empty lines and unknown lines are ignored; "quit" ends with status 0.
+    EngineRun run = RunEngineWith("\n\nhello\nquit\n", dir);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out.substr(0, BANNER_HEAD.size()), BANNER_HEAD);
+    EXPECT_EQ(AfterSettings(run.out), PROMPT);
+
+    // End of input while waiting for a mode line ends quietly.
+    run = RunEngineWith("", dir);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(AfterSettings(run.out), PROMPT);
+
+    // A line of any length or any bytes never crashes the mode loop.
+    std::string junk(5000, 'x');
+    junk += std::string("\0\x01\xff\n", 4) + "quit\n";
+    run = RunEngineWith(junk, dir);
+    EXPECT_EQ(run.status, 0);
+}
+
+TEST(Startup, FrontEndsReturnToEndTheProgram) {
+    auto dir = FreshWorkDir("startup_modes");
+    // A console line beginning with "q" ends the whole program.
+    EXPECT_EQ(RunEngineWith("console\nquit\n", dir).status, 0);
+    EXPECT_EQ(RunEngineWith("uci\nquit\n", dir).status, 0);
+    // End of input inside a front end ends the program too.
+    EXPECT_EQ(RunEngineWith("c\n", dir).status, 0);
+    EXPECT_EQ(RunEngineWith("ucinewgame\n", dir).status, 0);
+}
