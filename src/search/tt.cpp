@@ -1,3 +1,186 @@
 #include "search/tt.h"
 
+#include <sys/mman.h>
+
+#include <atomic>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+
+#include "frontend/config.h"
+#include "search/search.h"
+
 uint8_t hashAge = 0;
+
+TranspositionTable transpositionTable;
+
+namespace {
+
+constexpr int MAX_HASH_MB = 8192;
+
+// The table lives in anonymous mapped memory: fresh pages read as zero without being touched, so neither
+// mapping nor clearing an unused table costs time or resident memory.
+uint64_t LoadWord(uint64_t& word) { return std::atomic_ref<uint64_t>(word).load(std::memory_order_relaxed); }
+void StoreWord(uint64_t& word, uint64_t value) {
+    std::atomic_ref<uint64_t>(word).store(value, std::memory_order_relaxed);
+}
+
+void ReleaseHashTable() {
+    TranspositionTable& tt = transpositionTable;
+    if (tt.records) munmap(tt.records, tt.mappedBytes);
+    tt.records = nullptr;
+    tt.entries = 0;
+    tt.mappedBytes = 0;
+    tt.written = 0;
+}
+
+}  // namespace
+
+uint64_t HashEntriesForMB(int megabytes) {
+    uint64_t bytes = megabytes < 4 ? uint64_t(1) << 24 : uint64_t(megabytes) << 20;
+    uint64_t power = 1;
+    while (power <= bytes) power <<= 1;
+    return power / 32;
+}
+
+void AllocateHashTable(uint64_t entries, int megabytes) {
+    TranspositionTable& tt = transpositionTable;
+    ReleaseHashTable();
+    std::size_t bytes = (entries + 4) * sizeof(HashRecord);
+    void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (entries == 0 || memory == MAP_FAILED) {
+        if (memory != MAP_FAILED) munmap(memory, bytes);
+        printf("Hash Table Memory Allocation Failed!\n");
+        fflush(stdout);
+        return;
+    }
+    // Large pages cut the TLB misses of random probes; a hint only, the table works without them.
+    madvise(memory, bytes, MADV_HUGEPAGE);
+    tt.records = static_cast<HashRecord*>(memory);
+    tt.entries = entries;
+    tt.sizeMB = megabytes;
+    tt.mappedBytes = bytes;
+    printf("Allocated %i MB for the Hash Table\n", megabytes);
+    fflush(stdout);
+}
+
+void ClearHashTable() {
+    TranspositionTable& tt = transpositionTable;
+    if (!tt.records || !tt.written) return;
+    // Dropping the pages hands back zeroed ones on the next touch, instead of writing gigabytes of zeros.
+    if (madvise(tt.records, tt.mappedBytes, MADV_DONTNEED) != 0) memset(tt.records, 0, tt.mappedBytes);
+    tt.written = 0;
+}
+
+int16_t ProbeHashAt(const Position& pos, uint64_t& data, uint8_t depth, uint8_t ply, int16_t alpha, int16_t beta,
+                    uint64_t index) {
+    TranspositionTable& tt = transpositionTable;
+    if (!tt.records) return HashMiss;
+    HashRecord* bucket = tt.records + index;
+    for (int i = 0; i < 4; ++i) {
+        uint64_t word = LoadWord(bucket[i].data);
+        if ((LoadWord(bucket[i].check) ^ word) != pos.key) continue;
+        data = word;
+        if (HashDepth(word) < depth) return HashNoCut;
+        int score = HashScore(word);
+        if (score > MATE_BOUND) score -= ply;
+        else if (score < -MATE_BOUND) score += ply;
+        switch (HashFlags(word)) {
+        case BoundExact: return int16_t(score);
+        case BoundUpper: return score <= alpha ? int16_t(score) : HashNoCut;
+        case BoundLower:
+            if (score >= beta) return int16_t(score);
+            return score <= alpha ? int16_t(score) : HashNoCut;
+        default: return HashNoCut;
+        }
+    }
+    return HashMiss;
+}
+
+int16_t ProbeHash(const Position& pos, uint64_t& data, uint8_t depth, uint8_t ply, int16_t alpha, int16_t beta) {
+    return ProbeHashAt(pos, data, depth, ply, alpha, beta, pos.key & (transpositionTable.entries - 1));
+}
+
+void StoreHashAt(const Position& pos, uint8_t depth, uint8_t ply, int flags, int16_t score, Move move,
+                 uint64_t index) {
+    TranspositionTable& tt = transpositionTable;
+    if (searchStop || iterationAbort || !tt.records) return;
+    HashRecord* bucket = tt.records + index;
+
+    int slot = -1;
+    int oldest = -1;
+    int oldestAge = 0;
+    uint64_t words[4];
+    for (int i = 0; i < 4; ++i) {
+        words[i] = LoadWord(bucket[i].data);
+        uint64_t check = LoadWord(bucket[i].check);
+        if (check == 0 || (check ^ words[i]) == pos.key) {
+            slot = i;
+            break;
+        }
+        int age = HashAge(words[i]);
+        if (age != hashAge && (oldest < 0 || age < oldestAge)) {
+            oldest = i;
+            oldestAge = age;
+        }
+    }
+
+    if (slot >= 0) {
+        // The same position (or a free record) keeps its earlier best move when this search found none.
+        if (move == 0) move = HashBest(words[slot]);
+    } else if (oldest >= 0) {
+        slot = oldest;
+    } else {
+        slot = 0;
+        for (int i = 1; i < 4; ++i)
+            if (HashDepth(words[i]) < HashDepth(words[slot])) slot = i;
+    }
+
+    int stored = score;
+    if (stored > MATE_BOUND) stored += ply;
+    else if (stored < -MATE_BOUND) stored -= ply;
+
+    uint64_t data = uint64_t(depth & 63) | uint64_t(flags & 3) << 6 | uint64_t(hashAge) << 8 |
+                    uint64_t(uint16_t(stored)) << 16 | uint64_t(move) << 32;
+    StoreWord(bucket[slot].data, data);
+    StoreWord(bucket[slot].check, pos.key ^ data);
+    if (!tt.written) tt.written = 1;
+}
+
+void StoreHash(const Position& pos, uint8_t depth, uint8_t ply, int flags, int16_t score, Move move) {
+    StoreHashAt(pos, depth, ply, flags, score, move, pos.key & (transpositionTable.entries - 1));
+}
+
+void PrintHashRecordSize() {
+    printf("Hash record size: %2" PRIu64 " byte  (%3" PRIu64 " bit)\n", uint64_t(sizeof(HashRecord)),
+           uint64_t(sizeof(HashRecord) * 8));
+    printf("Hash Data   size: %2" PRIu64 " byte  (%3" PRIu64 " bit)\n", uint64_t(sizeof(uint64_t)),
+           uint64_t(sizeof(uint64_t) * 8));
+    fflush(stdout);
+}
+
+void StoreTestRecord(const Position& pos, int number) {
+    hashAge = uint8_t(number);
+    StoreHashAt(pos, 1, 1, BoundExact, 100, 0, transpositionTable.entries - 1);
+    printf("Stored with aging: %u\n", unsigned(hashAge));
+    fflush(stdout);
+}
+
+void ProbeTestRecord(const Position& pos) {
+    uint64_t data = 0;
+    int16_t result = ProbeHashAt(pos, data, 1, 1, 20, 200, transpositionTable.entries - 1);
+    fputs(result == HashMiss ? "Hash Probe KO" : "Hash Probe OK", stdout);
+    fflush(stdout);
+}
+
+void ResizeHashTable(int megabytes) {
+    if (megabytes < 1 || megabytes > MAX_HASH_MB) {
+        printf("Error: insert a number between 4 and %d \n", MAX_HASH_MB);
+        printf("tellusererror Error (size out of bound): Insert size between 4 and %d\n", MAX_HASH_MB);
+        fflush(stdout);
+        return;
+    }
+    settings.hashSizeMB = megabytes;
+    settings.hashEntries = HashEntriesForMB(megabytes);
+    AllocateHashTable(settings.hashEntries, megabytes);
+}

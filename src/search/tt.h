@@ -1,7 +1,80 @@
 // The transposition table shared by all search threads.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+
+#include "board/position.h"
+#include "board/types.h"
 
 // The search generation, also the count of searches in the current game.
 extern uint8_t hashAge;
+
+// Kinds of bound kept in a record's Flags field.
+constexpr int BoundNone = 0;
+constexpr int BoundExact = 1;
+constexpr int BoundUpper = 2;  // the score is at most this
+constexpr int BoundLower = 3;  // the score is at least this
+
+// Any score beyond this bound, either sign, is a mate score counted in plies.
+constexpr int MATE_BOUND = 19935;
+// Probe results no real score can take: a record that may not be used, and no record at all.
+constexpr int16_t HashNoCut = 30001;
+constexpr int16_t HashMiss = 30002;
+
+// check = key XOR data, so a record torn by a concurrent writer fails the key test and reads as a miss.
+// The words are only touched through relaxed atomic loads and stores (see tt.cpp); a record whose check
+// is 0 is empty.
+struct HashRecord {
+    uint64_t check;
+    uint64_t data;
+};
+static_assert(sizeof(HashRecord) == 16);
+
+// Fields of the data word.
+constexpr int HashDepth(uint64_t data) { return int(data & 63); }
+constexpr int HashFlags(uint64_t data) { return int((data >> 6) & 3); }
+constexpr int HashAge(uint64_t data) { return int((data >> 8) & 0xFF); }
+constexpr int16_t HashScore(uint64_t data) { return int16_t(uint16_t(data >> 16)); }
+constexpr Move HashBest(uint64_t data) { return Move(data >> 32); }
+
+struct TranspositionTable {
+    // entries + 4 records: the extra four let the bucket of the last index run past it.
+    HashRecord* records = nullptr;
+    uint64_t entries = 0;  // N, a power of two; 0 while no table is allocated
+    int sizeMB = 0;
+    std::size_t mappedBytes = 0;
+    // Set by the first store after a clear, so that clearing an untouched table costs nothing.
+    Relaxed<uint32_t> written;
+};
+
+extern TranspositionTable transpositionTable;
+
+// Records for a size in megabytes: the largest power of two of bytes not above the size, in 16-byte records
+// (a request below 4 MB counts as 16 MB).
+uint64_t HashEntriesForMB(int megabytes);
+// Releases the previous table and maps a zeroed one of entries + 4 records. Prints the allocation message,
+// or the failure message; after a failure probes miss and stores are dropped until a later allocation works.
+void AllocateHashTable(uint64_t entries, int megabytes);
+void ClearHashTable();
+// Writes every addressable record to "DumpHash/dump.csv".
+void DumpHashTable();
+
+// Returns the usable score, HashNoCut or HashMiss. On a hit the record's data word is copied to data.
+int16_t ProbeHash(const Position& pos, uint64_t& data, uint8_t depth, uint8_t ply, int16_t alpha, int16_t beta);
+void StoreHash(const Position& pos, uint8_t depth, uint8_t ply, int flags, int16_t score, Move move);
+// The same on the bucket at an explicit index; the key is still the position's.
+int16_t ProbeHashAt(const Position& pos, uint64_t& data, uint8_t depth, uint8_t ply, int16_t alpha, int16_t beta,
+                    uint64_t index);
+void StoreHashAt(const Position& pos, uint8_t depth, uint8_t ply, int flags, int16_t score, Move move,
+                 uint64_t index);
+
+// Console command bodies.
+// "size": the sizes of a record and of its data word.
+void PrintHashRecordSize();
+// "hstore N": stores a test record of generation N into the last bucket of the table.
+void StoreTestRecord(const Position& pos, int number);
+// "hprobe": probes the last bucket of the table for the position's test record.
+void ProbeTestRecord(const Position& pos);
+// "memory N": resizes the table to N megabytes (1..8192), or prints the range error.
+void ResizeHashTable(int megabytes);
