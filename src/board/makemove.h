@@ -1,0 +1,30 @@
+// Making moves on the position stack (copy-make), the null move, and the check and legality tests.
+#pragma once
+
+#include "board/position.h"
+#include "board/types.h"
+
+struct SearchThread;
+
+// Records kept free above the game position for the search's own plies: moves played by a user or
+// replayed from a move list are refused once the game would reach into them.
+constexpr int SEARCH_STACK_RESERVE = 256;
+constexpr int GAME_STACK_LIMIT = STACK_SIZE - SEARCH_STACK_RESERVE;
+
+// Writes the position after m into p + 1, already turned to the new side to move, with its key updated
+// incrementally and its repetition count filled in, and returns p + 1. A type code that no generator
+// produces gives a plain copy of p (same side to move).
+Position* MakeMove(Position* p, Move m);
+
+// p + 1 holds the same placement with the other side to move and no en-passant file.
+Position* MakeNullMove(Position* p);
+
+// Opponent pieces that attack the side to move's king.
+Bitboard Checkers(const Position& pos);
+
+// True when the pseudo-legal move m does not leave the own king attacked.
+bool IsLegal(const Position& pos, Move m);
+
+// Makes m on the context's game stack if it is one of the generated moves and legal: 1 and current
+// advanced by one record, or 0 with nothing changed. Also 0 when the stack has no room left.
+int MakeUserMove(SearchThread& context, Move m);
