@@ -1,0 +1,228 @@
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "book/book.h"
+#include "frontend/config.h"
+#include "testdata.h"
+
+namespace {
+
+const char* const START_FEN = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
+
+// A Polyglot move field from coordinate text such as "e7e8q".
+uint16_t MoveField(const std::string& text) {
+    int promotion = 0;
+    if (text.size() > 4) promotion = int(std::string(" nbrq").find(text[4]));
+    return uint16_t((text[2] - 'a') | (text[3] - '1') << 3 | (text[0] - 'a') << 6 | (text[1] - '1') << 9 |
+                    promotion << 12);
+}
+
+// Writes a book file of the given entries in the big-endian layout of the format.
+std::filesystem::path WriteBook(const std::string& name, const std::vector<BookEntry>& entries) {
+    auto path = std::filesystem::temp_directory_path() / ("ferrolune_book_" + name + "_" +
+                                                          std::to_string(::getpid()) + ".bin");
+    std::ofstream out(path, std::ios::binary);
+    for (const BookEntry& e : entries) {
+        unsigned char bytes[16];
+        for (int i = 0; i < 8; ++i) bytes[i] = (unsigned char)(e.key >> (56 - 8 * i));
+        bytes[8] = (unsigned char)(e.move >> 8), bytes[9] = (unsigned char)e.move;
+        bytes[10] = (unsigned char)(e.weight >> 8), bytes[11] = (unsigned char)e.weight;
+        for (int i = 0; i < 4; ++i) bytes[12 + i] = (unsigned char)(e.learn >> (24 - 8 * i));
+        out.write(reinterpret_cast<const char*>(bytes), 16);
+    }
+    return path;
+}
+
+std::string ListOutput(const std::filesystem::path& book, const char* fen, int* result = nullptr) {
+    testing::internal::CaptureStdout();
+    int r = BookList(book.c_str(), fen);
+    if (result) *result = r;
+    return testing::internal::GetCapturedStdout();
+}
+
+// Pulls the text of a JSON string field from one line of book.jsonl (its values hold no escapes).
+std::string JsonString(const std::string& line, const std::string& field) {
+    auto at = line.find("\"" + field + "\": \"");
+    if (at == std::string::npos) return "";
+    at += field.size() + 5;
+    return line.substr(at, line.find('"', at) - at);
+}
+
+std::vector<std::string> JsonLines(const std::string& line) {
+    std::vector<std::string> lines;
+    auto at = line.find("\"lines\": [");
+    auto end = line.find(']', at);
+    for (at = line.find('"', at + 10); at < end; at = line.find('"', at + 1)) {
+        auto close = line.find('"', at + 1);
+        lines.push_back(line.substr(at + 1, close - at - 1));
+        at = close;
+    }
+    return lines;
+}
+
+}  // namespace
+
+TEST(BookKey, PublishedKeysOfTheFormat) {
+    EXPECT_EQ(Random64[0], 0x9D39247E33776D41ull);
+    EXPECT_EQ(Random64[780], 0xF8D626AAAF278509ull);
+
+    EXPECT_EQ(BookKey(START_FEN), 0x463B96181691FC9Cull);
+    // No black pawn beside e3: the en-passant file is left out.
+    EXPECT_EQ(BookKey("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1"), 0x823C9B50FD114196ull);
+    EXPECT_EQ(BookKey("rnbqkbnr/ppp1pppp/8/3p4/4P3/8/PPPP1PPP/RNBQKBNR w KQkq d6 0 2"), 0x0756B94461C50FB0ull);
+    EXPECT_EQ(BookKey("rnbqkbnr/ppp1pppp/8/3pP3/8/8/PPPP1PPP/RNBQKBNR b KQkq - 0 2"), 0x662FAFB965DB29D4ull);
+    // The white pawn on e5 can take on f6: the en-passant file counts.
+    EXPECT_EQ(BookKey("rnbqkbnr/ppp1p1pp/8/3pPp2/8/8/PPPP1PPP/RNBQKBNR w KQkq f6 0 3"), 0x22A48B5A8E47FF78ull);
+    EXPECT_EQ(BookKey("rnbqkbnr/ppp1p1pp/8/3pPp2/8/8/PPPPKPPP/RNBQ1BNR b kq - 0 3"), 0x652A607CA3F242C1ull);
+    EXPECT_EQ(BookKey("rnbq1bnr/ppp1pkpp/8/3pPp2/8/8/PPPPKPPP/RNBQ1BNR w - - 0 4"), 0x00FDD303C946BDD9ull);
+    EXPECT_EQ(BookKey("rnbqkbnr/p1pppppp/8/8/PpP4P/8/1P1PPPP1/RNBQKBNR b KQkq c3 0 3"), 0x3C8123EA7B067637ull);
+    EXPECT_EQ(BookKey("rnbqkbnr/p1pppppp/8/8/P6P/R1p5/1P1PPPP1/1NBQKBNR b Kkq - 0 4"), 0x5C3F9B829B279560ull);
+}
+
+TEST(BookKey, EnPassantLooksOnlyBesideTheFileOnTheRightRank) {
+    // Files a and h have one neighbour; a pawn across the board edge must not count.
+    EXPECT_EQ(BookKey("4k3/8/8/p7/7P/8/8/4K3 w - a6 0 1"), BookKey("4k3/8/8/p7/7P/8/8/4K3 w - - 0 1"));
+    EXPECT_EQ(BookKey("4k3/8/P7/7p/8/8/8/4K3 w - h6 0 1"), BookKey("4k3/8/P7/7p/8/8/8/4K3 w - - 0 1"));
+    EXPECT_EQ(BookKey("4k3/8/8/pP6/8/8/8/4K3 w - a6 0 1"),
+              BookKey("4k3/8/8/pP6/8/8/8/4K3 w - - 0 1") ^ Random64[772]);
+    EXPECT_EQ(BookKey("4k3/8/8/8/6Pp/8/8/4K3 b - g3 0 1"),
+              BookKey("4k3/8/8/8/6Pp/8/8/4K3 b - - 0 1") ^ Random64[772 + 6]);
+    // Two capturers XOR the entry once; the rank digit of the field is not read.
+    EXPECT_EQ(BookKey("4k3/8/8/2PpP3/8/8/8/4K3 w - d6 0 1"),
+              BookKey("4k3/8/8/2PpP3/8/8/8/4K3 w - d3 0 1"));
+    EXPECT_EQ(BookKey("4k3/8/8/2PpP3/8/8/8/4K3 w - d6 0 1"),
+              BookKey("4k3/8/8/2PpP3/8/8/8/4K3 w - - 0 1") ^ Random64[772 + 3]);
+    // The capturer must be of the side to move and on its fifth rank.
+    EXPECT_EQ(BookKey("4k3/8/8/8/2pP4/8/8/4K3 w - d3 0 1"), BookKey("4k3/8/8/8/2pP4/8/8/4K3 w - - 0 1"));
+}
+
+TEST(BookMoveText, CastlingRewriteAndPromotion) {
+    char text[6];
+    const char* const cases[][2] = {{"e1h1", "e1g1"}, {"e1a1", "e1c1"}, {"e8h8", "e8g8"}, {"e8a8", "e8c8"},
+                                    {"e2e4", "e2e4"}, {"h1e1", "h1e1"}, {"e7e8q", "e7e8q"}, {"a2a1n", "a2a1n"},
+                                    {"b7c8r", "b7c8r"}, {"g2h1b", "g2h1b"}};
+    for (const auto& c : cases) {
+        BookMoveText(text, MoveField(c[0]));
+        EXPECT_STREQ(text, c[1]) << c[0];
+    }
+}
+
+TEST(BookLookup, SearchEdgesAndEntryLimit) {
+    const uint64_t key = BookKey(START_FEN);
+    const char* e4 = "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1";
+
+    // The key at index 0: the search must reach the first entry. Weights give shares in file order.
+    auto first = WriteBook("first", {{key, MoveField("e2e4"), 2, 0}, {key, MoveField("d2d4"), 1, 7},
+                                     {key, MoveField("g1f3"), 1, 0}, {key + 1, MoveField("a2a3"), 9, 0},
+                                     {key + 5, MoveField("b2b3"), 9, 0}});
+    int result = -1;
+    EXPECT_EQ(ListOutput(first, START_FEN, &result),
+              "move=e2e4 weight=50.00%\nmove=d2d4 weight=25.00%\nmove=g1f3 weight=25.00%\n");
+    EXPECT_EQ(result, 0);
+
+    // A key above every key in the file, and a key in a gap, are absent.
+    auto below = WriteBook("below", {{1, 1, 1, 0}, {2, 1, 1, 0}, {key - 1, MoveField("a2a3"), 1, 0}});
+    EXPECT_EQ(ListOutput(below, START_FEN, &result), std::to_string(key) + ": No such key\n");
+    EXPECT_EQ(result, 1);
+    auto gap = WriteBook("gap", {{key - 1, 1, 1, 0}, {key + 1, 1, 1, 0}});
+    EXPECT_EQ(ListOutput(gap, START_FEN), std::to_string(key) + ": No such key\n");
+
+    // The key as the last entry, after a long run of smaller keys, and a run spanning many probes.
+    std::vector<BookEntry> many;
+    for (int i = 0; i < 1000; ++i) many.push_back({uint64_t(i), 0, 1, 0});
+    for (int i = 0; i < 37; ++i) many.push_back({key, MoveField(i % 2 ? "e2e4" : "d2d4"), 1, 0});
+    std::string listed = ListOutput(WriteBook("last", many), START_FEN);
+    EXPECT_EQ(std::count(listed.begin(), listed.end(), '\n'), 37);
+    EXPECT_EQ(listed.substr(0, 23), "move=d2d4 weight= 2.70%");
+
+    // Exactly 100 entries are all listed; a 101st fails, in the listing and in the choice.
+    std::vector<BookEntry> hundred(100, BookEntry{key, MoveField("e2e4"), 0, 0});
+    hundred.push_back({key + 1, MoveField("a2a3"), 1, 0});
+    listed = ListOutput(WriteBook("hundred", hundred), START_FEN, &result);
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(std::count(listed.begin(), listed.end(), '\n'), 100);
+    hundred.insert(hundred.begin(), BookEntry{key, MoveField("d2d4"), 1, 0});
+    auto overfull = WriteBook("overfull", hundred);
+    EXPECT_EQ(ListOutput(overfull, START_FEN, &result), "Too many moves in this position (max=100)\n");
+    EXPECT_EQ(result, 1);
+    char move[6] = "";
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(BookPick(overfull.c_str(), move, START_FEN), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "#DEBUG: Too many moves in this position (max=100)\n");
+
+    // Another position of the same file is unaffected.
+    EXPECT_EQ(ListOutput(first, e4), std::to_string(BookKey(e4)) + ": No such key\n");
+
+    for (auto& p : {first, below, gap, overfull}) std::filesystem::remove(p);
+}
+
+TEST(BookPick, FirstEntryOrAnEntryOfTheKey) {
+    const uint64_t key = BookKey(START_FEN);
+    auto book = WriteBook("pick", {{key - 3, MoveField("h2h3"), 50, 0}, {key, MoveField("e2e4"), 0, 0},
+                                   {key, MoveField("e1h1"), 0, 0}, {key, MoveField("c2c4"), 900, 0},
+                                   {key + 1, MoveField("a2a3"), 50, 0}});
+    const uint32_t saved = settings.randomBook;
+    char move[6] = "";
+    settings.randomBook = 0;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(BookPick(book.c_str(), move, START_FEN), 0);
+    EXPECT_STREQ(move, "e2e4");
+
+    // Weights play no part in the random choice; every entry of the key can come out, no other.
+    settings.randomBook = 1;
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(BookPick(book.c_str(), move, START_FEN), 0);
+        EXPECT_TRUE(std::string(move) == "e2e4" || std::string(move) == "e1g1" || std::string(move) == "c2c4")
+            << move;
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    settings.randomBook = saved;
+    std::filesystem::remove(book);
+}
+
+TEST(BookLookup, ShortAndMissingFiles) {
+    const uint64_t key = BookKey(START_FEN);
+    auto empty = WriteBook("empty", {});
+    { std::ofstream(empty, std::ios::binary) << "0123456789"; }  // shorter than one entry
+    int result = 0;
+    EXPECT_EQ(ListOutput(empty, START_FEN, &result), std::to_string(key) + ": No such key\n");
+    EXPECT_EQ(result, 1);
+    char move[6] = "";
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(BookPick(empty.c_str(), move, START_FEN), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+
+    // The system's report on standard error, nothing on standard output.
+    const std::string missing = (std::filesystem::temp_directory_path() / "ferrolune_no_such_book.bin").string();
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(BookList(missing.c_str(), START_FEN), 1);
+    EXPECT_EQ(BookPick(missing.c_str(), move, START_FEN), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    std::string report = missing + ": No such file or directory\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), report + report);
+    std::filesystem::remove(empty);
+}
+
+TEST(BookLookup, RealBookListingsMatch) {
+    REQUIRE_SHARED_FILE(book, "books/performance.bin");
+    REQUIRE_SHARED_FILE(cases, "testdata/book.jsonl");
+    std::ifstream in(cases);
+    int checked = 0;
+    for (std::string line; std::getline(in, line);) {
+        std::string fen = JsonString(line, "fen");
+        EXPECT_EQ(BookKey(fen.c_str()), std::stoull(JsonString(line, "key"), nullptr, 16)) << fen;
+        std::string expected;
+        for (const std::string& l : JsonLines(line)) expected += l + "\n";
+        EXPECT_EQ(ListOutput(book, fen.c_str()), expected) << fen;
+        ++checked;
+    }
+    EXPECT_GT(checked, 0);
+}
