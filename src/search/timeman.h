@@ -22,3 +22,21 @@ struct TimeControl {
 };
 
 extern TimeControl timeControl;
+
+// The wall clock in milliseconds, kept in 32 bits: only differences of two readings mean anything.
+int32_t ClockMs();
+
+// Computes the allotment of the coming move into tc.allocated, prints it on a debug line and, unless a
+// console search is untimed, starts the timer. moveNumber is the count of searches so far in this game.
+// Returns the divisor used, 0 when a move count was given.
+int AllocateTime(TimeControl& tc, int moveNumber);
+
+// The timer thread: raises searchStop and iterationAbort once the allotment or the move-time limit has
+// passed. It works on a copy of the record taken when it was started.
+void tTimer(TimeControl tc, uint32_t generation);
+
+// A timer serves only the search requested at its record's startTime: the driver names the search it
+// starts, and retires the timer when the search is over, so that a timer left running by a search that
+// reached its depth limit never stops a later search or drops a later table store.
+void BindTimerToSearch(int32_t startTime);
+void RetireTimer();

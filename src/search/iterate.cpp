@@ -1,0 +1,4 @@
+#include "search/iterate.h"
+
+Move lastPonderMove;
+Relaxed<uint32_t> ponderEnabled;
