@@ -1,6 +1,7 @@
 #include "board/movegen.h"
 
 #include "board/attacks.h"
+#include "board/makemove.h"
 
 namespace {
 
@@ -169,6 +170,14 @@ MoveEntry* GenerateNoisy(const Position& pos, MoveEntry* list) {
 
 MoveEntry* GenerateAll(const Position& pos, MoveEntry* list) {
     return GenerateNoisy(pos, GenerateQuiets(pos, list));
+}
+
+MoveEntry* GenerateLegal(const Position& pos, MoveEntry* list) {
+    MoveEntry all[MOVELIST_SIZE];
+    MoveEntry* end = GenerateAll(pos, all);
+    for (MoveEntry* e = all; e < end; ++e)
+        if (IsLegal(pos, e->move)) *list++ = {e->move, 0};
+    return list;
 }
 
 MoveEntry* GenerateEvasions(const Position& pos, MoveEntry* list, Bitboard checkers) {
