@@ -54,8 +54,9 @@ void AllocateHashTable(uint64_t entries, int megabytes) {
         fflush(stdout);
         return;
     }
-    // Large pages cut the TLB misses of random probes; a hint only, the table works without them.
-    madvise(memory, bytes, MADV_HUGEPAGE);
+    // Small pages: a fresh table is touched at random, and each first touch of a large page would zero
+    // 2 MB, which fills gigabytes in the first seconds of a search.
+    madvise(memory, bytes, MADV_NOHUGEPAGE);
     tt.records = static_cast<HashRecord*>(memory);
     tt.entries = entries;
     tt.sizeMB = megabytes;
