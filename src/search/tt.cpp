@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/fen.h"
 #include "frontend/config.h"
 #include "search/search.h"
 
@@ -71,6 +72,28 @@ void ClearHashTable() {
     // Dropping the pages hands back zeroed ones on the next touch, instead of writing gigabytes of zeros.
     if (madvise(tt.records, tt.mappedBytes, MADV_DONTNEED) != 0) memset(tt.records, 0, tt.mappedBytes);
     tt.written = 0;
+}
+
+void DumpHashTable() {
+    FILE* file = fopen("DumpHash/dump.csv", "w");
+    if (!file) {
+        printf("File non trovato\n");
+        fflush(stdout);
+        return;
+    }
+    TranspositionTable& tt = transpositionTable;
+    const int side = int(mainContext.current->side);
+    char text[MOVE_TEXT_SIZE];
+    fputs("Key;Score;Depth;Age;Best;Flags;\n", file);
+    for (uint64_t i = 0; i < tt.entries; ++i) {
+        uint64_t check = LoadWord(tt.records[i].check), data = LoadWord(tt.records[i].data);
+        MoveToText(text, HashBest(data), side);
+        fprintf(file, "%" PRIu64 ";%i;%i;%i;%s;%i;\n", check, HashScore(data), HashDepth(data), HashAge(data), text,
+                HashFlags(data));
+    }
+    printf("Tot: %i\n", int(tt.entries));
+    fflush(stdout);
+    fclose(file);
 }
 
 int16_t ProbeHashAt(const Position& pos, uint64_t& data, uint8_t depth, uint8_t ply, int16_t alpha, int16_t beta,

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
 
 #include "search/search.h"
@@ -209,6 +213,57 @@ TEST_F(TranspositionTableTest, ConsoleCommandTexts) {
                               "tellusererror Error (size out of bound): Insert size between 4 and 8192\n")
                       .append("Allocated 2 MB for the Hash Table\n"));
     EXPECT_EQ(transpositionTable.entries, uint64_t(1) << 20);
+}
+
+}  // namespace
+
+namespace {
+
+std::string ReadFile(const std::filesystem::path& path) {
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+TEST(TranspositionTableDump, WritesEveryAddressableRecord) {
+    const std::filesystem::path previous = std::filesystem::current_path();
+    const std::filesystem::path dir = std::filesystem::temp_directory_path() / "ferrolune_tt_dump_test";
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directories(dir);
+    std::filesystem::current_path(dir);
+
+    mainContext.current = NewGame();
+    testing::internal::CaptureStdout();
+    AllocateHashTable(4, 1);
+    DumpHashTable();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Allocated 1 MB for the Hash Table\nFile non trovato\n");
+
+    std::filesystem::create_directory("DumpHash");
+    testing::internal::CaptureStdout();
+    DumpHashTable();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Tot: 4\n");
+    EXPECT_EQ(ReadFile("DumpHash/dump.csv"),
+              "Key;Score;Depth;Age;Best;Flags;\n0;0;0;0;a1a1;0;\n0;0;0;0;a1a1;0;\n0;0;0;0;a1a1;0;\n0;0;0;0;a1a1;0;\n");
+
+    // Moves are written for the side to move of the game position; the extra records are not written.
+    Position pos{};
+    pos.key = 6;
+    hashAge = 3;
+    StoreHash(pos, 2, 0, BoundLower, -7, MakeMoveCode(1, 12, 28));
+    pos.key = 3;
+    for (int i = 0; i < 4; ++i) StoreHash(pos, 1, 0, BoundExact, 0, 0), pos.key += 4;
+    mainContext.current->side = 1;
+    testing::internal::CaptureStdout();
+    DumpHashTable();
+    testing::internal::GetCapturedStdout();
+    const uint64_t data = 2 | 3 << 6 | 3 << 8 | uint64_t(uint16_t(-7)) << 16 | uint64_t(MakeMoveCode(1, 12, 28)) << 32;
+    const std::string csv = ReadFile("DumpHash/dump.csv");
+    EXPECT_NE(csv.find("\n" + std::to_string(data ^ 6) + ";-7;2;3;e7e5;3;\n"), std::string::npos) << csv;
+    EXPECT_EQ(std::count(csv.begin(), csv.end(), '\n'), 5);
+
+    std::filesystem::current_path(previous);
+    std::filesystem::remove_all(dir);
 }
 
 }  // namespace
