@@ -1,0 +1,57 @@
+// Pawn structure of one side and the per-thread cache of its results.
+#pragma once
+
+#include <cstdint>
+
+#include "board/position.h"
+#include "board/types.h"
+
+struct SearchThread;
+
+struct PawnHashEntry {
+    uint64_t key;     // pawn key of the scored side; 0 marks an empty slot
+    Bitboard pawns;   // all pawns, in the scored side's view, when stored
+    Bitboard passed;  // the scored side's passed pawns
+    uint8_t healthyCount;
+    int16_t score;
+};
+static_assert(sizeof(PawnHashEntry) == 32);
+
+// One per search thread; direct-mapped, entryCount a power of two.
+struct PawnHashTable {
+    PawnHashEntry* entries;
+    uint64_t entryCount;
+};
+
+// No pawn-structure score reaches this value.
+constexpr int PAWN_HASH_MISS = 30002;
+
+struct PawnStructure {
+    int16_t score;
+    Bitboard passed;
+    uint8_t healthyCount;
+};
+
+// The pawn-structure score for the side to move of pos. With Trace the terms are also added into the
+// pawn cells of traceRow (a row of EvalTrace).
+template <bool Trace>
+PawnStructure ComputePawnStructure(const Position& pos, int16_t* traceRow);
+
+inline PawnStructure EvaluatePawnStructure(const Position& pos) { return ComputePawnStructure<false>(pos, nullptr); }
+
+// The pawns of both colours, each in its own colour's view, and the side key of the side to move.
+uint64_t PawnKey(const Position& pos);
+
+// Scored side = the side to move of the thread's current position. Returns the stored score and fills
+// entry on a hit, PAWN_HASH_MISS otherwise (also when the thread has no table).
+int ProbePawnHash(SearchThread& thread, PawnHashEntry& entry);
+void StorePawnHash(SearchThread& thread, int16_t score, Bitboard passed, uint8_t healthyCount);
+
+// Probe, and on a miss compute and store: what the evaluation uses. A thread without a table computes.
+PawnStructure CachedPawnStructure(SearchThread& thread);
+
+// Replaces the thread's table by a zero-filled one of `entries` slots (a power of two). A failed
+// allocation prints a message and leaves the thread without a table.
+void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool announce, int threadNumber);
+void ClearPawnHash(SearchThread& thread, uint64_t entries);
+void FreePawnHash(SearchThread& thread);

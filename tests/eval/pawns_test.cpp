@@ -1,0 +1,115 @@
+#include "eval/pawns.h"
+
+#include <gtest/gtest.h>
+
+#include "eval/evaluate.h"
+#include "eval/trace.h"
+#include "eval_positions.h"
+
+namespace {
+
+PawnStructure PawnsOf(const std::string& fen, int16_t* trace = nullptr) {
+    auto thread = NewTestThread();
+    EXPECT_TRUE(SetupFen(*thread, fen)) << fen;
+    return trace ? ComputePawnStructure<true>(*thread->current, trace) : EvaluatePawnStructure(*thread->current);
+}
+
+}  // namespace
+
+TEST(PawnStructure, ScoresPassedSetAndHealthyCount) {
+    PawnStructure start = PawnsOf("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
+    EXPECT_EQ(start.score, 785);
+    EXPECT_EQ(start.passed, 0u);
+    EXPECT_EQ(start.healthyCount, 8);
+    // The same structure seen by Black, in Black's view.
+    EXPECT_EQ(PawnsOf("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1").score, 785);
+
+    EXPECT_EQ(PawnsOf("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR w KQkq - 0 1").score, 813);
+
+    int16_t trace[TRACE_CELLS] = {};
+    PawnStructure chain = PawnsOf("4k3/1p5p/3p4/4P3/2P5/2P5/P6P/4K3 w - - 0 1", trace);
+    EXPECT_EQ(chain.score, 386);
+    EXPECT_EQ(chain.passed, 0u);
+    EXPECT_EQ(chain.healthyCount, 4);
+    EXPECT_EQ(trace[TRACE_PAWN_MATERIAL] + trace[TRACE_PAWN_PST], 521);
+    EXPECT_EQ(trace[TRACE_ISOLATED], -50);
+    EXPECT_EQ(trace[TRACE_DOUBLED], -20);
+    EXPECT_EQ(trace[TRACE_DISTORTION], -22);
+    EXPECT_EQ(trace[TRACE_DISPERSION], -43);
+
+    // A pawn on rank 7 is passed even with an enemy pawn straight ahead of it.
+    int16_t seventh[TRACE_CELLS] = {};
+    PawnStructure advanced = PawnsOf("4p3/4P3/8/8/8/8/8/k6K w - - 0 1", seventh);
+    EXPECT_EQ(advanced.passed, SquareBit(52));
+    EXPECT_EQ(seventh[TRACE_PAWN_MATERIAL], 100);
+    EXPECT_EQ(seventh[TRACE_PAWN_PST], 100);
+    EXPECT_EQ(seventh[TRACE_PASSED], 100);
+
+    // Two isolated pawns on one file: the rear loses 10 + 20 and is not healthy, the front loses 10.
+    int16_t doubled[TRACE_CELLS] = {};
+    PawnStructure pair = PawnsOf("4k3/8/8/8/4P3/8/4P3/4K3 w - - 0 1", doubled);
+    EXPECT_EQ(doubled[TRACE_ISOLATED], -20);
+    EXPECT_EQ(doubled[TRACE_DOUBLED], -20);
+    EXPECT_EQ(pair.healthyCount, 1);
+
+    // Backward: d2 cannot be supported (c and e pawns are further up), an enemy pawn on e4 guards d3,
+    // and no enemy pawn stands ahead on the d-file.
+    int16_t backward[TRACE_CELLS] = {};
+    PawnsOf("4k3/8/8/8/2P1p3/4P3/3P4/4K3 w - - 0 1", backward);
+    EXPECT_EQ(backward[TRACE_BACKWARD], -10);
+
+    PawnStructure none = PawnsOf("4k3/pppp4/8/8/8/8/8/4K3 w - - 0 1");
+    EXPECT_EQ(none.score, 0);
+    EXPECT_EQ(none.passed, 0u);
+    EXPECT_EQ(none.healthyCount, 0);
+}
+
+TEST(PawnHash, ProbeStoreKeysAndAllocation) {
+    auto thread = NewTestThread();
+    SetupFen(*thread, "4k3/pp6/8/8/8/8/6PP/4K3 w - - 0 1");
+    PawnHashEntry entry{};
+    // No table: every probe misses and stores are ignored.
+    EXPECT_EQ(ProbePawnHash(*thread, entry), PAWN_HASH_MISS);
+    StorePawnHash(*thread, 5, 0, 1);
+
+    testing::internal::CaptureStdout();
+    AllocPawnHash(*thread, 1024, 24, true, 3);
+    AllocPawnHash(*thread, 1024, 24, false, 4);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Allocated 24 MB for the HashPawn Table for Thread 3\n");
+    ASSERT_NE(thread->pawnHash, nullptr);
+    EXPECT_EQ(thread->pawnHash->entryCount, 1024u);
+
+    EXPECT_EQ(ProbePawnHash(*thread, entry), PAWN_HASH_MISS);
+    StorePawnHash(*thread, 123, SquareBit(14), 2);
+    EXPECT_EQ(ProbePawnHash(*thread, entry), 123);
+    EXPECT_EQ(entry.passed, SquareBit(14));
+    EXPECT_EQ(entry.healthyCount, 2);
+
+    // The same pawns scored for the other side have another key.
+    const uint64_t whiteKey = PawnKey(*thread->current);
+    FlipPosition(*thread->current);
+    EXPECT_NE(PawnKey(*thread->current), whiteKey);
+    EXPECT_EQ(ProbePawnHash(*thread, entry), PAWN_HASH_MISS);
+    FlipPosition(*thread->current);
+
+    // The pawn key is the pawn part of the position key: equal placements give equal keys, whoever moves.
+    auto other = NewTestThread();
+    SetupFen(*other, "4k3/pp6/8/8/3N4/8/6PP/2R1K3 w - - 0 1");
+    EXPECT_EQ(PawnKey(*other->current), whiteKey);
+
+    ClearPawnHash(*thread, 1024);
+    EXPECT_EQ(ProbePawnHash(*thread, entry), PAWN_HASH_MISS);
+
+    // A table that cannot be allocated leaves the thread computing without a cache.
+    testing::internal::CaptureStdout();
+    AllocPawnHash(*thread, uint64_t(1) << 62, 1 << 30, true, 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "HashPawn Table Memory Allocation Failed!\n");
+    EXPECT_EQ(thread->pawnHash, nullptr);
+    EXPECT_EQ(CachedPawnStructure(*thread).score, EvaluatePawnStructure(*thread->current).score);
+    const int16_t uncached = Evaluate(*thread);
+    AllocPawnHash(*thread, 64, 1, false, 1);
+    EXPECT_EQ(Evaluate(*thread), uncached);
+    EXPECT_EQ(Evaluate(*thread), uncached);
+    FreePawnHash(*thread);
+    EXPECT_EQ(thread->pawnHash, nullptr);
+}
