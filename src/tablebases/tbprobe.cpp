@@ -4,6 +4,7 @@
 
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "search/ordering.h"
 #include "search/search.h"
 #include "tablebases/tbdecode.h"
 #include "tablebases/tbregistry.h"
@@ -338,5 +339,6 @@ int RootProbe(Position* pos, MoveEntry* firstMove, int16_t& score, MoveEntry*& l
         keepIf([&](int s) { return s == best; });
     }
     lastMove = kept;
+    if (kept - firstMove >= 2) SortMovesDescending(firstMove, 0, int(kept - firstMove) - 1);
     return 1;
 }
