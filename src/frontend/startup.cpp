@@ -3,7 +3,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/perft.h"
 #include "board/position.h"
+#include "frontend/config.h"
 #include "frontend/console.h"
 #include "frontend/input.h"
 #include "frontend/uci.h"
@@ -34,7 +36,10 @@ int ModeLoop() {
 
 }  // namespace
 
-int RunEngine(int, char**) {
+int RunEngine(int argc, char** argv) {
+    // Tester's command lines: no banner, no settings file.
+    if (argc > 1 && std::strcmp(argv[1], "perft") == 0) return PerftCommand(argc, argv);
+
     // A GUI reading the pipe must see every line at once.
     std::setvbuf(stdout, nullptr, _IONBF, 0);
     std::setvbuf(stdin, nullptr, _IONBF, 0);
@@ -42,6 +47,7 @@ int RunEngine(int, char**) {
     std::printf("%s\n", RULE);
     std::printf("ferrolune chess engine by Odrevan\n");
     std::printf("Version %s\n\n", "1.0");
+    LoadSettings("ferrolune.ini");
     mainContext.current = NewGame();
     std::printf("%s\n\n", RULE);
     std::printf("enter 'console' for console mode... ");
