@@ -4,6 +4,7 @@
 
 #include "eval/evaluate.h"
 #include "eval/trace.h"
+#include "frontend/config.h"
 #include "eval_positions.h"
 
 namespace {
@@ -112,4 +113,31 @@ TEST(PawnHash, ProbeStoreKeysAndAllocation) {
     EXPECT_EQ(Evaluate(*thread), uncached);
     FreePawnHash(*thread);
     EXPECT_EQ(thread->pawnHash, nullptr);
+}
+
+TEST(PawnHash, ThreadCommandReallocatesAnnouncedTables) {
+    auto contexts = std::make_unique<SearchThread[]>(24);
+    const EngineSettings saved = settings;
+    settings.pawnHashEntries = 256;
+    settings.pawnHashSizeMB = 7;
+    settings.threadCount = 3;
+    testing::internal::CaptureStdout();
+    AllocThreadPawnTables(contexts.get(), 3);
+    EXPECT_FALSE(SetSearchThreads(contexts.get(), 0));
+    EXPECT_FALSE(SetSearchThreads(contexts.get(), 25));
+    EXPECT_EQ(settings.threadCount, 3);
+    EXPECT_TRUE(SetSearchThreads(contexts.get(), 2));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Allocated 7 MB for the HashPawn Table for Thread 1\n"
+              "Allocated 7 MB for the HashPawn Table for Thread 2\n"
+              "Allocated 7 MB for the HashPawn Table for Thread 3\n"
+              "Allocated 7 MB for the HashPawn Table for Thread 1\n"
+              "Allocated 7 MB for the HashPawn Table for Thread 2\n"
+              "Thread allocated for search: 2");
+    EXPECT_EQ(settings.threadCount, 2);
+    EXPECT_NE(contexts[1].pawnHash, nullptr);
+    EXPECT_EQ(contexts[2].pawnHash, nullptr);
+    EXPECT_EQ(contexts[0].pawnHash->entryCount, 256u);
+    for (int i = 0; i < 24; ++i) FreePawnHash(contexts[i]);
+    settings = saved;
 }
