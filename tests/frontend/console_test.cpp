@@ -1,0 +1,197 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "board/fen.h"
+#include "board/position.h"
+#include "engine_process.h"
+#include "search/search.h"
+
+namespace {
+
+const std::string PROMPT = "\nferrolune> ";
+const std::string WELCOME = "\nWelcome in ferrolune\ntype \"help\" to show commands list\n";
+
+// Small tables and no tablebases keep the console's start quick.
+const std::string SMALL_INI =
+    "[ENGINE]\nThread=1\nHashSize=1\nHashPawnSize=1\n[BOOK]\nBook=0\n[TABLEBASE]\nSyzygy=0\n";
+
+struct ConsoleRun {
+    std::string out;  // everything after the welcome lines
+    int status;
+};
+
+ConsoleRun Console(const std::string& lines, const std::string& name) {
+    auto dir = FreshWorkDir("console_" + name);
+    std::ofstream(dir / "ferrolune.ini", std::ios::binary) << SMALL_INI;
+    EngineRun run = RunEngineWith("console\n" + lines, dir);
+    std::filesystem::remove_all(dir);
+    auto at = run.out.find(WELCOME);
+    return {at == std::string::npos ? "<no welcome>\n" + run.out : run.out.substr(at + WELCOME.size()), run.status};
+}
+
+// The drawing PrintBoard makes of a FEN, produced in this process.
+std::string Board(const char* fen, int parsed = 1) {
+    mainContext.current = NewGame();
+    EXPECT_EQ(ParseFen(mainContext, fen, nullptr), parsed) << fen;
+    testing::internal::CaptureStdout();
+    PrintBoard(*mainContext.current);
+    return testing::internal::GetCapturedStdout();
+}
+
+const char* const START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
+const std::string START_FEN = "FEN: rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - \n";
+
+const std::string HELP =
+    "new            - new game\n"
+    "perft          - run perft test\n"
+    "setboard [FEN] - set position from FEN\n"
+    "getboard       - get FEN position\n"
+    "b              - show ChessBoard\n"
+    "turn           - show Turn\n"
+    "inv            - invert ChessBoard\n"
+    "go             - start search\n"
+    "undo           - undo last move\n"
+    "memory [MB]    - Allocate MB for HashTable\n";
+
+std::string Unknown(const std::string& line) { return "Error (unknown command): " + line + "\n"; }
+
+}  // namespace
+
+TEST(ConsoleTranscript, HelpUnknownAndQuit) {
+    ConsoleRun run = Console("help\nbb\nhelp \nHELP\n\nturnx\nquit\nhelp\n", "help");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, PROMPT + HELP + PROMPT + Unknown("bb") + PROMPT + Unknown("help ") + PROMPT +
+                           Unknown("HELP") + PROMPT + Unknown("") + PROMPT + Unknown("turnx") + PROMPT);
+
+    // Any line beginning with "q" leaves, and so does the end of input.
+    for (const char* quit : {"q\n", "qwerty\n", "q", ""}) {
+        run = Console(std::string("turn\n") + quit, "quit");
+        EXPECT_EQ(run.status, 0) << quit;
+        EXPECT_EQ(run.out, PROMPT + "Turn: WHITE\n" + PROMPT) << quit;
+    }
+}
+
+TEST(ConsoleTranscript, NumberCommandsAndTheirErrors) {
+    const std::string depthError = "Error (depth out of bound): Insert depth between 2 and 63\n";
+    const std::string timeError = "Error (movetime out of bound): Insert movetime > 0 \n";
+    ConsoleRun run = Console(
+        "sd 64\nsd 9999\nsd 2\nsd 63\nsd 1\nsd\nsdx\nsd 0x10\n"
+        "st 0\nst -3\nstop\nst 5\nst\n"
+        "thread 0\nthread 25\nthread\nthreadx\nq\n",
+        "numbers");
+    EXPECT_EQ(run.out, PROMPT + depthError + PROMPT + PROMPT + PROMPT + PROMPT + depthError + PROMPT + depthError +
+                           PROMPT + depthError + PROMPT + PROMPT + timeError + PROMPT + timeError + PROMPT +
+                           timeError + PROMPT + PROMPT + timeError + PROMPT + PROMPT + PROMPT + PROMPT + PROMPT);
+}
+
+TEST(ConsoleTranscript, TestPositionsSetTheBoard) {
+    struct Named {
+        const char* word;
+        const char* fen;
+    };
+    const std::vector<Named> positions = {
+        {"p", "8/k7/3p4/p2P1p2/P2P1P2/8/8/K7 w - - "},
+        {"bug", "6k1/7p/3p3b/2pN4/4p3/8/1Pn2PPP/4K2R w K - "},
+        {"killer", "r3qrk1/pp2ppbp/6p1/1Np5/P7/2PP3P/1P2QPP1/R2R2K1 w - - "},
+        {"good", "r1bqkb1r/ppp2ppp/2n1pn2/8/2pP4/3BPN2/PP3PPP/RNBQK2R w KQkq - "},
+        {"test", "r3k2r/p1p3pp/2pq1p2/4pb2/1bQ2n2/2N2N1P/PPPP1PP1/R1B1K1R1 w Qkq - "},
+        {"m1", "5k2/8/6r1/5K2/8/8/7p/8 b - - "},
+        {"m5", "8/RP6/2k5/8/8/6P1/7P/7K w - - "},
+        {"m8", "8/7K/8/8/8/8/R7/7k w - - "},
+        {"t", "r1bqkb1r/pp2pppp/3p1n2/6B1/3nP3/2N5/PPP2PPP/R2QKB1R b KQkq - "},
+        {"o", "6k1/R5p1/4prp1/3pQ3/3N4/3b1P2/5P1P/2r3K1 w - - "},
+        {"c", "r5k1/1pp2rbp/3p2p1/3Pp3/2P1P1q1/1NN2pBb/P6P/R2QR1K1 w - - "},
+        {"d", "r7/pp1r1P2/3p2kn/1P2p2p/2P2p1B/8/P5P1/1R1R2K1 w - - "},
+        {"e", "r1b2rk1/2q1bppp/pp2p3/2npP3/1n3P1P/2NBBN2/PPPQ2P1/1K1R3R w - - "},
+        {"mob", "6kn/6pb/7p/8/2N5/8/3B2PP/6K1 w - - "},
+        {"fianc", "6k1/pbp2npp/1p3p2/8/8/1P4P1/PBP2P1P/6K1 w - - "},
+    };
+    std::string input, expected;
+    for (const Named& p : positions) {
+        input += std::string(p.word) + "\ngetboard\n";
+        expected += PROMPT + PROMPT + "FEN: " + p.fen + "\n";
+    }
+    // A test position word must stand alone.
+    input += "m1 \nn2\nq\n";
+    expected += PROMPT + Unknown("m1 ") + PROMPT + Unknown("n2") + PROMPT;
+    EXPECT_EQ(Console(input, "positions").out, expected);
+}
+
+TEST(ConsoleTranscript, BoardTurnInvertNewAndUndo) {
+    const std::string start = Board(START);
+    ConsoleRun run = Console(
+        "b\nturn\ninv\nturn\ngetboard\nnew\nundo\ngetboard\n"
+        "e2e4\ngetboard\ne7e5x\nundo\nundo\ngetboard\ne2e5\nb1c3\ngetboardxyz\nq\n",
+        "board");
+    const std::string afterE4 = Board("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1");
+    const std::string afterE5 = Board("rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2");
+    const std::string afterNc3 = Board("rnbqkbnr/pppppppp/8/8/8/2N5/PPPPPPPP/R1BQKBNR b KQkq - 1 1");
+    EXPECT_EQ(run.out, PROMPT + start + PROMPT + "Turn: WHITE\n" + PROMPT + PROMPT + "Turn: BLACK\n" + PROMPT +
+                           "FEN: rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - \n" + PROMPT + PROMPT +
+                           PROMPT + START_FEN + PROMPT + afterE4 + PROMPT +
+                           "FEN: rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 \n" + PROMPT + afterE5 +
+                           PROMPT + PROMPT + PROMPT + START_FEN + PROMPT + "Illegal move: e2e5\n" + start + PROMPT +
+                           afterNc3 + PROMPT + "FEN: rnbqkbnr/pppppppp/8/8/8/2N5/PPPPPPPP/R1BQKBNR b KQkq - \n" +
+                           PROMPT);
+}
+
+TEST(ConsoleTranscript, SetBoardAndGameEnd) {
+    const char* mateIn1 = "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1";
+    ConsoleRun run = Console(std::string("setboard ") + mateIn1 + "\na1a8\nsetboard\ngetboard\nsetboard 8/8/8 w\ngetboard\nq\n",
+                             "setboard");
+    const std::string start = Board(START);
+    EXPECT_EQ(run.out, PROMPT + Board(mateIn1) + PROMPT + Board("R5k1/5ppp/8/8/8/8/8/6K1 b - - 1 1") +
+                           "1-0 {White mates}\n" + PROMPT + start + PROMPT + START_FEN + PROMPT +
+                           Board("8/8/8 w", 0) + PROMPT + "FEN: 8/8/8/8/8/8/8/8 w KQkq - \n" + PROMPT);
+}
+
+TEST(ConsoleTranscript, MoveListings) {
+    const std::string startMoves =
+        "Move: h2h4\nMove: g2g4\nMove: f2f4\nMove: e2e4\nMove: d2d4\nMove: c2c4\nMove: b2b4\nMove: a2a4\n"
+        "Move: h2h3\nMove: g2g3\nMove: f2f3\nMove: e2e3\nMove: d2d3\nMove: c2c3\nMove: b2b3\nMove: a2a3\n"
+        "Move: g1h3\nMove: g1f3\nMove: b1c3\nMove: b1a3\n";
+    ConsoleRun run = Console("gen\nlegal\nq\n", "listings");
+    EXPECT_EQ(run.out, PROMPT + startMoves + "Total Legal moves: 20\n" + PROMPT + "\nAll moves:    20\n" +
+                           startMoves + "\nLegal moves:    20\n" + startMoves + "\nCheck moves:    0\n" + PROMPT);
+
+    // In check the evasions follow; a pinned move is generated but not legal.
+    run = Console("setboard 4k3/8/8/8/8/8/4q3/R3K3 w - - 0 1\nlegal\nq\n", "evasions");
+    auto evasions = run.out.find("\nEvasion moves:    ");
+    ASSERT_NE(evasions, std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("\nLegal moves:    1\nMove: e1e2\n"), std::string::npos) << run.out;
+}
+
+TEST(ConsoleTranscript, KeyShowsFullAndIncrementalKeys) {
+    ConsoleRun run = Console("key\ninv\nkey\nq\n", "key");
+    std::vector<std::string> values;
+    for (size_t at = 0; (at = run.out.find("HashKey (", at)) != std::string::npos; ++at) {
+        auto colon = run.out.find(": ", at);
+        values.push_back(run.out.substr(colon + 2, run.out.find('\n', colon) - colon - 2));
+    }
+    ASSERT_EQ(values.size(), 4u) << run.out;
+    EXPECT_EQ(values[0], values[1]);
+    // Turning the board over keeps the stored key while the computed one follows the side to move.
+    EXPECT_EQ(values[3], values[1]);
+    EXPECT_NE(values[2], values[3]);
+    EXPECT_EQ(run.out.substr(0, PROMPT.size() + 17), PROMPT + "HashKey (full): " + values[0].substr(0, 1));
+}
+
+TEST(ConsoleTranscript, OverlongLinesAreRefusedWhole) {
+    std::string longHelp(304, ' ');
+    longHelp.replace(0, 4, "help");
+    std::string longQuit = "q" + std::string(400, 'x');
+    std::string fits(254, 'y');
+    ConsoleRun run = Console(longHelp + "\n" + longQuit + "\n" + fits + "\n" + std::string(255, 'z') + "\nturn\nq\n",
+                             "overlong");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, PROMPT + Unknown(longHelp.substr(0, 255)) + PROMPT + Unknown(longQuit.substr(0, 255)) +
+                           PROMPT + Unknown(fits) + PROMPT + Unknown(std::string(255, 'z')) + PROMPT +
+                           "Turn: WHITE\n" + PROMPT);
+
+    // Any bytes at all are answered, never fatal.
+    std::string junk("\x01\xff\xfe\tcd\r\n\x7f", 9);
+    run = Console(junk + "\nq\n", "junk");
+    EXPECT_EQ(run.status, 0);
+}
