@@ -5,6 +5,7 @@
 
 #include "frontend/minIni.h"
 #include "search/timeman.h"
+#include "search/tt.h"
 
 // The values a run without a settings file ends up with.
 EngineSettings settings{63,      2,       1, 8192, uint64_t(1) << 29, 24, uint64_t(1) << 20,
@@ -12,14 +13,11 @@ EngineSettings settings{63,      2,       1, 8192, uint64_t(1) << 29, 24, uint64
 
 namespace {
 
-// Both tables size themselves by one rule: P is the smallest power of two above the request in bytes
-// (a request below 4 MB counts as 16 MB), and P / 32 entries are made. 16-byte hash records then fill the
-// largest power of two not above the request; 32-byte pawn entries fill P itself.
+// Both tables are sized by the transposition table's rule; a pawn entry being twice a hash record, a
+// pawn table fills between once and twice its configured size.
 uint64_t EntriesForMB(int32_t mb) {
-    uint64_t bytes = mb < 4 ? uint64_t(1) << 24 : uint64_t(mb) << 20;
-    uint64_t p = 1;
-    while (p <= bytes) p <<= 1;
-    uint64_t entries = p / 32;
+    uint64_t entries = HashEntriesForMB(mb);
+    assert(entries > 0 && entries <= (uint64_t(1) << 29));
     assert(entries != 0 && (entries & (entries - 1)) == 0);
     return entries;
 }

@@ -10,12 +10,18 @@
 #include "board/movegen.h"
 #include "board/position.h"
 #include "board/see.h"
+#include "book/book.h"
+#include "eval/evaluate.h"
+#include "eval/pawns.h"
 #include "frontend/config.h"
 #include "frontend/gameend.h"
 #include "frontend/input.h"
 #include "frontend/selftest.h"
 #include "search/search.h"
 #include "search/timeman.h"
+#include "search/tt.h"
+#include "tablebases/tbregistry.h"
+#include "tablebases/tbselftest.h"
 
 namespace {
 
@@ -52,7 +58,7 @@ void Help(const char*, const char*) {
         "memory [MB]    - Allocate MB for HashTable\n");
 }
 
-void HashSizes(const char*, const char*) {}
+void HashSizes(const char*, const char*) { PrintHashRecordSize(); }
 
 void Key(const char*, const char*) {
     Position& p = Current();
@@ -60,22 +66,26 @@ void Key(const char*, const char*) {
     std::printf("HashKey (inc) : %" PRIu64 "\n", p.key);
 }
 
-void HashStore(const char*, const char*) {}
-void HashProbe(const char*, const char*) {}
+void HashStore(const char* line, const char*) {
+    number = 0;
+    ReadNumber(line, "hstore %i");
+    StoreTestRecord(Current(), number);
+}
+void HashProbe(const char*, const char*) { ProbeTestRecord(Current()); }
 
 void Invert(const char*, const char*) { FlipPosition(Current()); }
 
-void HashClear(const char*, const char*) {}
-void HashDump(const char*, const char*) {}
+void HashClear(const char*, const char*) { ClearHashTable(); }
+void HashDump(const char*, const char*) { DumpHashTable(); }
 
 void TestPosition(const char*, const char* fen) { ParseFen(mainContext, fen, nullptr); }
 
-void Book(const char*, const char*) {}
+void Book(const char*, const char*) { BookListPosition(mainContext.current); }
 void Threads(const char*, const char*) {}
 
 void ExchangeTest(const char*, const char*) { RunExchangeTest(); }
 
-void Score(const char*, const char*) {}
+void Score(const char*, const char*) { PrintScore(); }
 
 void Legal(const char*, const char*) {
     MoveEntry list[MOVELIST_SIZE];
@@ -106,8 +116,8 @@ void Legal(const char*, const char*) {
     }
 }
 
-void TablebaseListing(const char*, const char*) {}
-void TablebaseTest(const char*, const char*) {}
+void TablebaseListing(const char*, const char*) { PrintTablebaseListing(); }
+void TablebaseTest(const char*, const char*) { RunTablebaseTest(); }
 
 void Gen(const char*, const char*) {
     MoveEntry list[MOVELIST_SIZE];
@@ -162,7 +172,10 @@ void Undo(const char*, const char*) {
     if (mainContext.current != mainContext.positionStack) --mainContext.current;
 }
 
-void Memory(const char*, const char*) {}
+void Memory(const char* line, const char*) {
+    // Without a number the size is out of range and the error lines follow.
+    ResizeHashTable(ReadNumber(line, "memory %d") ? number : 0);
+}
 
 bool IsMoveText(const char* s) {
     return s[0] >= 'a' && s[0] <= 'h' && s[1] >= '1' && s[1] <= '8' && s[2] >= 'a' && s[2] <= 'h' &&
@@ -261,6 +274,9 @@ bool ReadCommand(char (&line)[LINE_BUFFER], bool& overlong) {
 }
 
 void EnterConsole() {
+    AllocateHashTable(settings.hashEntries, settings.hashSizeMB);
+    AllocPawnHash(mainContext, settings.pawnHashEntries, settings.pawnHashSizeMB, false, 0);
+    if (settings.useSyzygy) InitTablebases(settings.dtzPath, settings.wdlPath);
     std::printf("\nWelcome in ferrolune\n");
     std::printf("type \"help\" to show commands list\n");
 }
