@@ -244,11 +244,6 @@ int ParseFen(SearchThread& context, const char* fen, const char* moves) {
 
     if (blackToMove) FlipPosition(pos);
 
-    // The side that has just moved may not be left in check.
-    Position other = pos;
-    FlipPosition(other);
-    if (Checkers(other)) return 0;
-
     if (count < 4) return 0;
     const char* ep = fields[3];
     if (std::strcmp(ep, "-") == 0) {
