@@ -1,0 +1,133 @@
+#include "tablebases/tbdecode.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+TableEntry& PawnlessEntry(int num, int encType) {
+    static TableEntry e{};
+    e.num = uint8_t(num);
+    e.encType = uint8_t(encType);
+    e.hasPawns = 0;
+    return e;
+}
+
+bool InTriangle(int sq) { return FileOf(sq) <= 3 && RankOf(sq) <= FileOf(sq); }
+
+}  // namespace
+
+TEST(TablebaseDecode, IndexTablesHoldBinomialsAndPawnGroupSizes) {
+    InitIndexTables();
+    EXPECT_EQ(binomial[0][17], 17u);
+    EXPECT_EQ(binomial[1][5], 10u);
+    EXPECT_EQ(binomial[2][2], 0u);
+    EXPECT_EQ(binomial[4][63], 7028847u);
+    // One leading pawn has six ranks in each file group; two share the group's ptwist values pairwise.
+    for (int g = 0; g < 4; ++g) EXPECT_EQ(pawnFactor[0][g], 6u);
+    uint32_t allFiles = 0;
+    for (int g = 0; g < 4; ++g) allFiles += pawnFactor[1][g];
+    EXPECT_EQ(allFiles, 576u);  // the sum of the odd numbers 1..47
+    EXPECT_EQ(pawnIdx[1][0], 0u);
+    EXPECT_EQ(pawnIdx[1][1], 47u);
+    EXPECT_EQ(pawnIdx[1][6], 0u);
+}
+
+// Every placement of three distinct leading pieces lands in the 31332 indices, and every index is used; the
+// first square is always folded into the triangle a1-d1-d4.
+TEST(TablebaseDecode, ThreeLeadingPiecesCoverTheIndexRangeExactly) {
+    InitIndexTables();
+    TableEntry& e = PawnlessEntry(3, 0);
+    const uint8_t norm[TBPIECES] = {3};
+    const int32_t factor[TBPIECES] = {1};
+    std::vector<bool> used(31332);
+    for (int a = 0; a < 64; ++a)
+        for (int b = 0; b < 64; ++b)
+            for (int c = 0; c < 64; ++c) {
+                if (a == b || a == c || b == c) continue;
+                int sq[TBPIECES] = {a, b, c};
+                uint64_t idx = EncodePiece(e, norm, sq, factor);
+                ASSERT_LT(idx, 31332u) << a << " " << b << " " << c;
+                ASSERT_TRUE(InTriangle(sq[0]));
+                used[idx] = true;
+            }
+    for (size_t i = 0; i < used.size(); ++i) ASSERT_TRUE(used[i]) << i;
+}
+
+TEST(TablebaseDecode, KingPairAndFollowingGroupsUseTheWholeRange) {
+    InitIndexTables();
+    TableEntry& e = PawnlessEntry(2, 2);
+    const uint8_t norm[TBPIECES] = {2};
+    const int32_t factor[TBPIECES] = {1};
+    std::vector<bool> used(462);
+    for (int a = 0; a < 64; ++a)
+        for (int b = 0; b < 64; ++b) {
+            if (std::abs(FileOf(a) - FileOf(b)) <= 1 && std::abs(RankOf(a) - RankOf(b)) <= 1) continue;
+            int sq[TBPIECES] = {a, b};
+            uint64_t idx = EncodePiece(e, norm, sq, factor);
+            ASSERT_LT(idx, 462u);
+            used[idx] = true;
+        }
+    for (size_t i = 0; i < used.size(); ++i) ASSERT_TRUE(used[i]) << i;
+
+    // Two equal pieces behind the kings: C(62, 2) placements, in any order of the pair.
+    TableEntry& e4 = PawnlessEntry(4, 2);
+    const uint8_t norm4[TBPIECES] = {2, 0, 2};
+    const int32_t factor4[TBPIECES] = {1891, 0, 1};
+    int sqA[TBPIECES] = {1, 17, 40, 9};
+    int sqB[TBPIECES] = {1, 17, 9, 40};
+    EXPECT_EQ(EncodePiece(e4, norm4, sqA, factor4), EncodePiece(e4, norm4, sqB, factor4));
+    uint64_t highest = 0;
+    for (int x = 0; x < 64; ++x)
+        for (int y = x + 1; y < 64; ++y) {
+            if (x == 0 || y == 0 || x == 18 || y == 18) continue;
+            int sq[TBPIECES] = {0, 18, x, y};
+            uint64_t idx = EncodePiece(e4, norm4, sq, factor4);
+            highest = std::max(highest, idx % 1891);
+        }
+    EXPECT_EQ(highest, 1890u);
+}
+
+TEST(TablebaseDecode, LeadingPawnChoosesTheFileGroupAndIsMirroredToTheQueenside) {
+    InitIndexTables();
+    TableEntry e{};
+    e.num = 4;
+    e.hasPawns = 1;
+    e.pawns[0] = 2;
+    // Of two leading pawns the one nearest the a- or h-file, then the lower rank, comes first.
+    int sq[TBPIECES] = {27 /* d4 */, 14 /* g2 */, 4, 60};
+    EXPECT_EQ(LeadingPawnFile(e, sq), 1);
+    EXPECT_EQ(sq[0], 14);
+    int dFile[TBPIECES] = {11 /* d2 */, 12 /* e2 */, 0, 63};
+    EXPECT_EQ(LeadingPawnFile(e, dFile), 3);
+
+    TableEntry one{};
+    one.num = 3;
+    one.hasPawns = 1;
+    one.pawns[0] = 1;
+    const uint8_t norm[TBPIECES] = {1, 1, 1};
+    const int32_t factor[TBPIECES] = {1, 6, 6 * 63};
+    int e4[TBPIECES] = {28, 4, 60};
+    int d4[TBPIECES] = {27, 3, 59};
+    uint64_t fromE4 = EncodePawn(one, norm, e4, factor);
+    EXPECT_EQ(e4[0], 27);
+    EXPECT_EQ(fromE4, EncodePawn(one, norm, d4, factor));
+    // A pawn on the last rank has no index.
+    int promoted[TBPIECES] = {59, 4, 60};
+    EXPECT_EQ(EncodePawn(one, norm, promoted, factor), ~uint64_t(0));
+}
+
+TEST(TablebaseDecode, SingleValueTablesAndIndicesOutsideTheTable) {
+    PairsData single{};
+    single.idxBits = 0;
+    single.minLen = 3;
+    EXPECT_EQ(DecompressPairs(single, 0), 3);
+    EXPECT_EQ(DecompressPairs(single, 123456789), 3);
+
+    PairsData empty{};
+    empty.idxBits = 4;
+    empty.indexEntries = 2;
+    EXPECT_EQ(DecompressPairs(empty, 32), 0);
+    EXPECT_EQ(DecompressPairs(empty, ~uint64_t(0)), 0);
+}
