@@ -87,6 +87,30 @@ TEST(Evaluate, PieceTermsInThinnedPositions) {
     EXPECT_EQ(EvalTrace[0][TRACE_KING_SAFETY], 0);
     EXPECT_EQ(EvalTrace[0][TRACE_KING_SHIELD], 24);
 
+    // Outposts need five enemy pawns and no enemy pawn able to chase the piece away: d5 is safe, e5 is
+    // covered by the f7 pawn.
+    SetupFen(*thread, "4k3/pp3ppp/8/3N4/4P3/8/8/4K3 w - - 0 1");
+    EvaluateTraced(*thread);
+    EXPECT_EQ(EvalTrace[0][TRACE_KNIGHT_OUTPOST], 30);
+    SetupFen(*thread, "4k3/pp3ppp/8/4N3/3P4/8/8/4K3 w - - 0 1");
+    EvaluateTraced(*thread);
+    EXPECT_EQ(EvalTrace[0][TRACE_KNIGHT_OUTPOST], 0);
+
+    // Rook terms: shut in by the king, on the seventh, in front of its own passed pawn.
+    SetupFen(*thread, "6k1/5ppp/8/8/8/8/5PPP/6KR w - - 0 1");
+    EvaluateTraced(*thread);
+    EXPECT_EQ(EvalTrace[0][TRACE_ROOK_TRAPPED], -30);
+    SetupFen(*thread, "6k1/R4ppp/8/8/8/8/6PP/6K1 w - - 0 1");
+    EvaluateTraced(*thread);
+    EXPECT_EQ(EvalTrace[0][TRACE_SEVENTH_RANK], 20);
+    EXPECT_EQ(EvalTrace[0][TRACE_OPEN_FILE], 10);
+    SetupFen(*thread, "R5k1/8/8/8/P7/8/8/6K1 w - - 0 1");
+    EvaluateTraced(*thread);
+    EXPECT_EQ(EvalTrace[0][TRACE_TARRASCH], -25);
+    SetupFen(*thread, "6k1/8/8/8/P7/8/8/R5K1 w - - 0 1");
+    EvaluateTraced(*thread);
+    EXPECT_EQ(EvalTrace[0][TRACE_TARRASCH], 0);
+
     // Bishops: the long-diagonal bonus ignores pawns on rank 7 and never goes to a bishop off the long
     // diagonals; three bishops get neither pair nor colour weakness.
     SetupFen(*thread, "4k3/6p1/8/8/8/8/1B6/2B1K3 w - - 0 1");
