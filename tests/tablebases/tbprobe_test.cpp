@@ -1,0 +1,234 @@
+#include "tablebases/tbprobe.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "board/fen.h"
+#include "board/movegen.h"
+#include "tablebases/tb_test_util.h"
+#include "tablebases/tbselftest.h"
+#include "testdata.h"
+
+namespace {
+
+Position* SetFen(const char* fen, const char* moves = nullptr) {
+    NewGame();
+    mainContext.current = mainContext.positionStack;
+    EXPECT_EQ(ParseFen(mainContext, fen, moves), 1) << fen;
+    return mainContext.current;
+}
+
+struct RootCase {
+    std::string fen;
+    int rootOk = 0;
+    int rootScore = 0;
+    std::map<std::string, int> kept;
+};
+
+int NumberAfter(const std::string& line, const std::string& field) {
+    return std::stoi(line.substr(line.find("\"" + field + "\": ") + field.size() + 4));
+}
+
+// The reference file's objects have a fixed shape: fen, wdl, dtz, root_ok, root_score, kept.
+RootCase ParseRootCase(const std::string& line) {
+    RootCase c;
+    size_t fenStart = line.find("\"fen\": \"") + 8;
+    c.fen = line.substr(fenStart, line.find('"', fenStart) - fenStart);
+    c.rootOk = NumberAfter(line, "root_ok");
+    c.rootScore = NumberAfter(line, "root_score");
+    std::string kept = line.substr(line.find("\"kept\": {") + 9);
+    std::stringstream in(kept.substr(0, kept.find('}')));
+    std::string item;
+    while (std::getline(in, item, ',')) {
+        size_t q1 = item.find('"'), q2 = item.find('"', q1 + 1);
+        c.kept[item.substr(q1 + 1, q2 - q1 - 1)] = std::stoi(item.substr(item.find(':') + 1));
+    }
+    return c;
+}
+
+std::string ReadFile(const std::filesystem::path& p) {
+    std::ifstream in(p);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+// Runs the console self-test in a scratch working directory holding the given nine test files.
+std::string RunSelfTestWith(const ScratchDir& dir, const std::string (&files)[9]) {
+    std::filesystem::create_directories(dir.path / TABLEBASE_TEST_DIRECTORY);
+    for (int i = 0; i < 9; ++i)
+        std::ofstream(dir.path / TABLEBASE_TEST_DIRECTORY / ("TestCase_0" + std::to_string(i + 1) + ".txt")) << files[i];
+    auto previous = std::filesystem::current_path();
+    std::filesystem::current_path(dir.path);
+    testing::internal::CaptureStdout();
+    RunTablebaseTest();
+    std::string out = testing::internal::GetCapturedStdout();
+    std::filesystem::current_path(previous);
+    return out;
+}
+
+}  // namespace
+
+TEST(TablebaseProbe, ReferencePositionsGiveTheirWdlAndDtz) {
+    REQUIRE_SHARED_FILE(tables, "syzygy/KQvK.rtbw");
+    REQUIRE_SHARED_FILE(first, "testdata/TestSyzygy/TestCase_01.txt");
+    InitTablebasesQuietly(tables.parent_path().string());
+    int checked = 0;
+    for (int i = 1; i <= 9; ++i) {
+        std::ifstream in(first.parent_path() / ("TestCase_0" + std::to_string(i) + ".txt"));
+        std::string line;
+        while (std::getline(in, line)) {
+            size_t c1 = line.find(','), c2 = line.find(',', c1 + 1);
+            std::string fen = line.substr(0, c1);
+            int dtz = std::stoi(line.substr(c1 + 1, c2 - c1 - 1)), wdl = std::stoi(line.substr(c2 + 1));
+            Position* pos = SetFen(fen.c_str());
+            int success;
+            EXPECT_EQ(ProbeWdl(pos, success), wdl) << fen;
+            EXPECT_NE(success, 0) << fen;
+            EXPECT_EQ(ProbeDtz(pos, success), dtz) << fen;
+            ++checked;
+        }
+    }
+    EXPECT_EQ(checked, 2700);
+}
+
+TEST(TablebaseProbe, RootFilterKeepsTheReferenceMovesWithTheirScores) {
+    REQUIRE_SHARED_FILE(tables, "syzygy/KQvK.rtbw");
+    REQUIRE_SHARED_FILE(cases, "testdata/tb_root.jsonl");
+    InitTablebasesQuietly(tables.parent_path().string());
+    std::ifstream in(cases);
+    std::string line;
+    int checked = 0;
+    while (std::getline(in, line)) {
+        RootCase c = ParseRootCase(line);
+        Position* pos = SetFen(c.fen.c_str());
+        MoveEntry list[MOVELIST_SIZE];
+        MoveEntry* end = GenerateLegal(*pos, list);
+        int16_t score = 0;
+        EXPECT_EQ(RootProbe(pos, list, score, end), c.rootOk) << c.fen;
+        EXPECT_EQ(score, c.rootScore) << c.fen;
+        std::map<std::string, int> kept;
+        for (MoveEntry* m = list; m < end; ++m) {
+            char text[MOVE_TEXT_SIZE];
+            MoveToText(text, m->move, int(pos->side));
+            kept[text] = m->score;
+            if (m > list && c.rootScore > 0) EXPECT_GE(m[-1].score, m->score) << "kept moves sorted";
+        }
+        EXPECT_EQ(kept, c.kept) << c.fen;
+        ++checked;
+    }
+    EXPECT_EQ(checked, 60);
+}
+
+TEST(TablebaseProbe, RootFilterBoundsTheWinByTheClockAndByRepetition) {
+    REQUIRE_SHARED_FILE(tables, "syzygy/KQNvK.rtbw");
+    InitTablebasesQuietly(tables.parent_path().string());
+    // The won root of the reference data: DTZ 5, its moves score 5 to 13.
+    auto keptScores = [](const char* fen, const char* moves, int16_t& score) {
+        Position* pos = SetFen(fen, moves);
+        MoveEntry list[MOVELIST_SIZE];
+        MoveEntry* end = GenerateLegal(*pos, list);
+        EXPECT_EQ(RootProbe(pos, list, score, end), 1);
+        std::multiset<int> scores;
+        for (MoveEntry* m = list; m < end; ++m) scores.insert(m->score);
+        return scores;
+    };
+    int16_t score;
+    std::multiset<int> all = keptScores("8/K7/8/8/6N1/6k1/8/1Q6 w - - 0 44", nullptr, score);
+    EXPECT_EQ(all.size(), 32u);
+    EXPECT_EQ(score, 15000);
+    std::multiset<int> late = keptScores("8/K7/8/8/6N1/6k1/8/1Q6 w - - 90 44", nullptr, score);
+    EXPECT_EQ(late, (std::multiset<int>{5, 5, 7, 7, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9}));
+    EXPECT_EQ(score, 15000);
+    std::multiset<int> tooLate = keptScores("8/K7/8/8/6N1/6k1/8/1Q6 w - - 96 44", nullptr, score);
+    EXPECT_EQ(tooLate, (std::multiset<int>{5, 5}));
+    EXPECT_EQ(score, 2);
+    // Back at the root after four plies: only the fastest wins make progress.
+    std::multiset<int> repeated = keptScores("8/K7/8/8/6N1/6k1/8/1Q6 w - - 0 44", "a7a8 g3h3 a8a7 h3g3", score);
+    EXPECT_EQ(repeated, (std::multiset<int>{5, 5}));
+}
+
+TEST(TablebaseProbe, BareKingsNeedNoTableAndMissingTablesFail) {
+    ScratchDir dir("empty");
+    InitTablebasesQuietly(dir.path.string());
+    int success = 7;
+    EXPECT_EQ(ProbeWdl(SetFen("8/8/3k4/8/8/3K4/8/8 w - - 0 1"), success), 0);
+    EXPECT_EQ(success, 1);
+    EXPECT_EQ(ProbeDtz(SetFen("8/8/3k4/8/8/3K4/8/8 b - - 0 1"), success), 0);
+    EXPECT_EQ(success, 1);
+    ProbeWdl(SetFen("8/8/3k4/8/8/3K4/8/7Q w - - 0 1"), success);
+    EXPECT_EQ(success, 0);
+    // A winning capture down to bare kings needs no table either, but the position's own table is still read.
+    ProbeWdl(SetFen("8/8/3k4/8/8/3K4/3r4/8 w - - 0 1"), success);
+    EXPECT_EQ(success, 0);
+    Position* pos = SetFen("8/8/3k4/8/8/3K4/8/7Q w - - 0 1");
+    MoveEntry list[MOVELIST_SIZE];
+    MoveEntry* end = GenerateLegal(*pos, list);
+    MoveEntry* endBefore = end;
+    int16_t score = 0;
+    EXPECT_EQ(RootProbe(pos, list, score, end), 0);
+    EXPECT_EQ(end, endBefore);
+}
+
+TEST(TablebaseProbe, ConsoleListingShowsTheFilteredRootMoves) {
+    REQUIRE_SHARED_FILE(tables, "syzygy/KRvK.rtbw");
+    InitTablebasesQuietly(tables.parent_path().string());
+    SetFen("8/1R6/8/8/8/5K2/2k3p1/8 b - - 47 30");
+    testing::internal::CaptureStdout();
+    PrintTablebaseListing();
+    std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find("Legal moves:    "), std::string::npos);
+    EXPECT_NE(out.find("\nEGTB position:  1  (1=true, 0=false)\nDTZ:            1\nWDL:            2\n"
+                       "TBScore:        15000\n\nEGTB moves:     1\nMove: g2g1q   DTZ: 1\n"),
+              std::string::npos)
+        << out;
+
+    ScratchDir dir("nolisting");
+    InitTablebasesQuietly(dir.path.string());
+    testing::internal::CaptureStdout();
+    PrintTablebaseListing();
+    out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find("EGTB position:  0  (1=true, 0=false)\nDTZ:            0\nWDL:            0\nTBScore:        0\n"),
+              std::string::npos)
+        << out;
+    EXPECT_EQ(out.find("   DTZ: "), std::string::npos);
+}
+
+TEST(TablebaseProbe, SelfTestAppendsMismatchesAndBadPositionsToTheErrorFiles) {
+    REQUIRE_SHARED_FILE(tables, "syzygy/KQvK.rtbw");
+    InitTablebasesQuietly(tables.parent_path().string());
+    ScratchDir dir("selftest");
+    const std::string right = "8/8/6K1/8/2k5/8/4p3/6N1 w - - 0 60,0,0\n";
+    const std::string wrongDtz = "8/K7/8/8/6N1/6k1/8/1Q6 w - - 0 44,7,2\n";
+    const std::string wrongWdl = "8/1R6/8/8/8/5K2/2k3p1/8 b - - 47 30,1,-2\n";
+    const std::string badFen = "8/8/9/8/8/8/8/8 w - - 0 1,0,0\n";
+    std::string files[9] = {right + wrongDtz, wrongWdl, badFen};
+    std::string out = RunSelfTestWith(dir, files);
+    EXPECT_NE(out.find("\x1b[2J\x1b[H" + std::string(TABLEBASE_TEST_DIRECTORY) + "/TestCase_01.txt\n"), std::string::npos);
+    EXPECT_NE(out.find("TestCase_09.txt\n\nSyzygy Test ended.\n"), std::string::npos);
+    auto errors = dir.path / TABLEBASE_TEST_DIRECTORY;
+    EXPECT_EQ(ReadFile(errors / "ErrorDTZ.txt"), wrongDtz);
+    EXPECT_EQ(ReadFile(errors / "ErrorWDL.txt"), wrongWdl);
+    EXPECT_EQ(ReadFile(errors / "BadFEN.txt"), badFen);
+
+    // The reference files themselves run clean.
+    REQUIRE_SHARED_FILE(reference, "testdata/TestSyzygy/TestCase_01.txt");
+    ScratchDir clean("selftestclean");
+    std::string refFiles[9];
+    for (int i = 0; i < 9; ++i)
+        refFiles[i] = ReadFile(reference.parent_path() / ("TestCase_0" + std::to_string(i + 1) + ".txt"));
+    RunSelfTestWith(clean, refFiles);
+    for (const char* name : {"ErrorDTZ.txt", "ErrorWDL.txt", "BadFEN.txt"})
+        EXPECT_EQ(ReadFile(clean.path / TABLEBASE_TEST_DIRECTORY / name), "") << name;
+}
+
+TEST(TablebaseProbe, SelfTestWithoutItsFilesEndsTheProcess) {
+    ScratchDir dir("selftestmissing");
+    auto previous = std::filesystem::current_path();
+    std::filesystem::current_path(dir.path);
+    EXPECT_EXIT(RunTablebaseTest(), testing::ExitedWithCode(1), "");
+    std::filesystem::current_path(previous);
+}
