@@ -195,3 +195,17 @@ TEST(ConsoleTranscript, OverlongLinesAreRefusedWhole) {
     run = Console(junk + "\nq\n", "junk");
     EXPECT_EQ(run.status, 0);
 }
+
+TEST(ConsoleTranscript, HashCommands) {
+    const std::string sizeError =
+        "Error: insert a number between 4 and 8192 \n"
+        "tellusererror Error (size out of bound): Insert size between 4 and 8192\n";
+    ConsoleRun run = Console("size\nhstore 7\nhprobe\nclear\nhprobe\nhstore\nmemory 0\nmemory 9000\nmemory\n"
+                             "memory 2\nhprobe\nsizex\nq\n",
+                             "hash");
+    EXPECT_EQ(run.out, PROMPT + "Hash record size: 16 byte  (128 bit)\nHash Data   size:  8 byte  ( 64 bit)\n" +
+                           PROMPT + "Stored with aging: 7\n" + PROMPT + "Hash Probe OK" + PROMPT + PROMPT +
+                           "Hash Probe KO" + PROMPT + "Stored with aging: 0\n" + PROMPT + sizeError + PROMPT +
+                           sizeError + PROMPT + sizeError + PROMPT + "Allocated 2 MB for the Hash Table\n" + PROMPT +
+                           "Hash Probe KO" + PROMPT + Unknown("sizex") + PROMPT);
+}
