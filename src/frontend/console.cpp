@@ -1,6 +1,7 @@
 #include "frontend/console.h"
 
 #include <cinttypes>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -159,8 +160,9 @@ void SetDepth(const char* line, const char*) {
 }
 
 void SetMoveTime(const char* line, const char*) {
+    // Seconds beyond the centisecond range mean "as long as possible" rather than wrapping around.
     if (ReadNumber(line, "st %d") && number > 0)
-        timeControl.moveTimeLimit = int32_t(uint32_t(number) * 100u);
+        timeControl.moveTimeLimit = number > INT32_MAX / 100 ? INT32_MAX : number * 100;
     else
         std::printf("Error (movetime out of bound): Insert movetime > 0 \n");
 }
