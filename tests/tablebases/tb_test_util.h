@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -21,7 +22,7 @@ struct PlacedPiece {
 };
 
 // Writes the placement into record 0 of the main stack (White to move unless blackToMove) and returns it.
-inline Position* PlacePieces(std::initializer_list<PlacedPiece> pieces, bool blackToMove, int epFile = 8,
+inline Position* PlacePieces(const std::vector<PlacedPiece>& pieces, bool blackToMove, int epFile = 8,
                              int halfmoveClock = 0) {
     Position& p = mainContext.positionStack[0];
     std::memset(&p, 0, sizeof(p));
