@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "board/types.h"
+#include "search/search.h"
 
 // The second move of the last accepted principal variation, 0 if none: the move to ponder on.
 extern Move lastPonderMove;
@@ -14,3 +15,26 @@ extern Relaxed<uint32_t> ponderEnabled;
 constexpr uint64_t MakeSearchResult(Move move, int16_t score) { return uint64_t(uint16_t(score)) << 32 | move; }
 constexpr Move ResultMove(uint64_t result) { return Move(result); }
 constexpr int16_t ResultScore(uint64_t result) { return int16_t(uint16_t(result >> 32)); }
+
+// The whole search of the position at main's current record. The caller has set timeControl.startTime
+// and the time allocation with its timer.
+uint64_t SearchMain(SearchThread& main);
+// One iteration of one thread at the root (ply 0); every root move is searched.
+uint64_t SearchRoot(SearchThread& thread, int depth, int16_t alpha, int16_t beta, MoveEntry* rootStart,
+                    MoveEntry* rootEnd, uint8_t tbLimit, PvLine& line);
+
+// The root window after an iteration that reported the score `reported` (tbScore is the tablebase root
+// score, 0 without one), and whether the next iteration goes one ply deeper or repeats the depth.
+struct AspirationStep {
+    int16_t alpha;
+    int16_t beta;
+    bool nextDepth;
+};
+AspirationStep NextAspiration(int16_t reported, int16_t tbScore, int16_t alpha, int16_t beta);
+
+// The progress line of the iteration at main's rootDepth, in the dialect of ProtocolMode.
+void PrintIteration(const SearchThread& main, uint64_t result, const PvLine& line);
+// The line's moves, the first seen by the side to move at main's current record.
+void PrintPv(const SearchThread& main, const PvLine& line);
+// The final answer; called after the best move was made on the game position.
+void PrintBestMove(uint64_t result, Move ponderMove);

@@ -1,0 +1,93 @@
+#include "search/threads.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <system_error>
+#include <thread>
+
+#include "frontend/config.h"
+#include "search/iterate.h"
+#include "search/ordering.h"
+
+SearchThread threadContexts[MAX_THREADS];
+
+std::mutex resultMutex;
+uint8_t winnerThread;
+uint64_t winnerResult;
+uint8_t winnerSelDepth;
+PvLine winnerPV;
+
+namespace {
+// Each context's result record: written by its thread, handed to the context once the thread is joined.
+// Fixed storage, so nothing is left to free.
+uint64_t threadResults[MAX_THREADS];
+
+void PrepareContext(SearchThread& t, const SearchThread& main, int id) {
+    std::memcpy(t.positionStack, main.positionStack, sizeof t.positionStack);
+    std::memcpy(t.rootMoves, main.rootMoves, sizeof t.rootMoves);
+    t.threadId = uint8_t(id);
+    t.current = t.positionStack + (main.current - main.positionStack);
+    t.rootMovesEnd = t.rootMoves + (main.rootMovesEnd - main.rootMoves);
+    t.threadResult = nullptr;
+    t.rootDepth = uint8_t(main.rootDepth + DEPTH_OFFSETS[id - 1]);
+    t.rootAlpha = main.rootAlpha;
+    t.rootBeta = main.rootBeta;
+    t.tbProbeLimit = main.tbProbeLimit;
+    t.selDepth = 0;
+    if (main.rootDepth == 1) {
+        ClearKillers(t);
+        ClearHistory(t);
+    }
+}
+}  // namespace
+
+uint64_t RunIteration(SearchThread& main) {
+    int count = std::clamp(int(settings.threadCount), 1, MAX_THREADS);
+    for (int i = 1; i <= count; ++i) PrepareContext(threadContexts[i - 1], main, i);
+
+    // A thread that cannot be created leaves the iteration to those already running; when not even the
+    // first can be created, the calling thread searches in its place, so a search always has a result.
+    int started = 0;
+    for (int i = 1; i <= count; ++i) {
+        try {
+            threadContexts[i - 1].threadHandle = std::thread(tSearch, &threadContexts[i - 1]);
+        } catch (const std::system_error&) {
+            std::printf("#DEBUG: search thread %d could not be created\n", i);
+            std::fflush(stdout);
+            break;
+        }
+        started = i;
+    }
+    if (started == 0) {
+        tSearch(&threadContexts[0]);
+        threadContexts[0].threadResult = &threadResults[0];
+    }
+    for (int i = 1; i <= started; ++i) {
+        threadContexts[i - 1].threadHandle.join();
+        threadContexts[i - 1].threadResult = &threadResults[i - 1];
+    }
+
+    if (winnerThread == 0) return 0;
+    return *threadContexts[winnerThread - 1].threadResult;
+}
+
+void tSearch(SearchThread* thread) {
+    SearchThread& t = *thread;
+    uint64_t& record = threadResults[t.threadId - 1];
+    PvLine line;
+    std::memset(&line, 0, sizeof line);
+    record = SearchRoot(t, t.rootDepth, t.rootAlpha, t.rootBeta, t.rootMoves, t.rootMovesEnd, t.tbProbeLimit,
+                        line);
+    {
+        std::lock_guard<std::mutex> lock(resultMutex);
+        if (winnerThread == 0 && !iterationAbort && !searchStop) {
+            // Every other thread unwinds at its next node.
+            iterationAbort = 1;
+            winnerThread = t.threadId;
+            winnerResult = record;
+            winnerSelDepth = t.selDepth;
+            winnerPV = line;
+        }
+    }
+}
