@@ -1,7 +1,280 @@
 #include "search/search.h"
 
+#include <cstdlib>
+#include <cstring>
+
+#include "board/makemove.h"
+#include "board/movegen.h"
+#include "eval/evaluate.h"
+#include "frontend/config.h"
+#include "search/ordering.h"
+#include "search/quiesce.h"
+#include "search/tt.h"
+#include "tablebases/tbprobe.h"
+
 SearchThread mainContext;
 
 Relaxed<uint32_t> searchStop;
 Relaxed<uint32_t> iterationAbort;
 Relaxed<uint64_t> nodeCount;
+
+namespace {
+
+// Plies beyond which the main search hands over to the quiescence search, and the quiescence search to
+// the static evaluation.
+constexpr int MAX_SEARCH_PLY = 63;
+constexpr int QUIESCE_MAX_PLY = 127;
+// Windows with an edge at or beyond this are mate searches: no futility, razoring or null move.
+constexpr int MATE_WINDOW = 19936;
+constexpr int FUTILITY_MARGIN = 70;
+
+// The node's line becomes m followed by the child's line.
+void AdoptLine(PvLine& pv, Move m, const PvLine& child) {
+    pv.moves[0] = m;
+    memcpy(pv.moves + 1, child.moves, sizeof(Move) * 63);
+    pv.count = uint8_t(child.count < 64 ? child.count + 1 : 64);
+}
+
+// The one place where the tree consults the tablebases: the WDL value of the position as a score.
+bool ProbeTablebaseScore(Position* pos, int& score) {
+    static constexpr int WDL_SCORES[5] = {-15000, -2, 0, 2, 15000};
+    int success = 0;
+    const int wdl = ProbeWdl(pos, success);
+    if (!success) return false;
+    score = WDL_SCORES[wdl + 2];
+    return true;
+}
+
+bool HasPieces(const Position& pos) { return (Occupied(pos) & ~Pawns(pos) & ~Kings(pos)) != 0; }
+
+}  // namespace
+
+int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alpha16, int16_t beta16, uint8_t tbLimit,
+                  PvLine& pv) {
+    Position* const pos = thread.current;
+    int d = depth, alpha = alpha16, beta = beta16;
+
+    // 1. Check status; one child line, shared by every child of this node
+    const bool inCheck = Checkers(*pos) != 0;
+    PvLine line{};
+
+    // 2. Stop flags
+    if (searchStop) {
+        iterationAbort = 1;
+        return int16_t(alpha);
+    }
+    if (iterationAbort) return int16_t(alpha);
+
+    // 3. Draws by repetition and by the fifty-move rule (a mate on the hundredth halfmove still counts)
+    if (pos->repetitions == 2) return 0;
+    if (pos->halfmoveClock > 100 || (pos->halfmoveClock == 100 && !inCheck)) return 0;
+
+    // 4. Check extension at PV nodes
+    const bool pvNode = beta != alpha + 1;
+    bool reductionsAllowed = true;
+    if (inCheck && pvNode) {
+        ++d;
+        reductionsAllowed = false;
+    }
+
+    // 5. Too deep for the main search
+    if (ply > MAX_SEARCH_PLY) {
+        if (ply + 1 > QUIESCE_MAX_PLY) return Evaluate(thread);
+        return Quiesce(thread, 0, uint8_t(ply + 1), int16_t(alpha), int16_t(beta), tbLimit);
+    }
+
+    // 6.
+    if (ply > thread.selDepth) thread.selDepth = ply;
+
+    // 7. Mate-distance pruning
+    if (alpha < ply - MATE) alpha = ply - MATE;
+    if (beta > MATE - ply) beta = MATE - ply;
+    if (alpha >= beta) return int16_t(alpha);
+
+    // 8-9. Transposition table; a miss leaves data 0: no bound, no move
+    uint64_t data = 0;
+    const int16_t hashScore = ProbeHash(*pos, data, uint8_t(d), ply, int16_t(alpha), int16_t(beta));
+    const int hashFlags = HashFlags(data);
+    if (hashScore != HashNoCut && hashScore != HashMiss && hashFlags == BoundUpper) return hashScore;
+    Move hashMove = HashBest(data);
+
+    // 10. Tablebases
+    if (settings.useSyzygy && PopCount(Occupied(*pos)) <= tbLimit && pos->halfmoveClock == 0) {
+        int score;
+        if (ProbeTablebaseScore(pos, score)) {
+            StoreHash(*pos, uint8_t(d), ply, BoundExact, int16_t(score), 0);
+            return int16_t(score);
+        }
+    }
+
+    // 11. Leaves
+    if (d <= 0) {
+        if (searchStop) {
+            iterationAbort = 1;
+            return int16_t(alpha);
+        }
+        if (iterationAbort) return int16_t(alpha);
+        return Quiesce(thread, 0, uint8_t(ply + 1), int16_t(alpha), int16_t(beta), tbLimit);
+    }
+
+    bool futility = false;
+    if (d <= 3) {
+        // 12. Static futility, then razoring at non-PV nodes
+        int evaluation = 0;
+        bool evaluated = false;
+        auto staticEval = [&] {
+            if (!evaluated) evaluation = Evaluate(thread), evaluated = true;
+            return evaluation;
+        };
+        if (std::abs(beta) < MATE_WINDOW && std::abs(alpha) < MATE_WINDOW && !inCheck) {
+            const int e = staticEval() - FUTILITY_MARGIN * d;
+            if (e >= beta) return int16_t(e);
+        }
+        if (!pvNode && std::abs(beta) < MATE_WINDOW && !inCheck) {
+            const int r = alpha - FUTILITY_MARGIN * d;
+            if (r > staticEval()) {
+                int q;
+                if (searchStop) {
+                    iterationAbort = 1;
+                    q = r - 1;
+                } else if (iterationAbort) {
+                    q = r - 1;
+                } else {
+                    q = Quiesce(thread, 0, uint8_t(ply + 1), int16_t(r - 1), int16_t(r), tbLimit);
+                }
+                if (q < r) return int16_t(q);
+                futility = true;
+            }
+        }
+    } else {
+        // 13. Null move
+        if (!inCheck && std::abs(beta) < MATE_WINDOW && std::abs(alpha) < MATE_WINDOW && hashFlags != BoundExact &&
+            HasPieces(*pos)) {
+            PvLine scratch{};
+            thread.current = MakeNullMove(pos);
+            const int v = -AlphaBeta(thread, int16_t(d - 4), uint8_t(ply + 1), int16_t(-beta), int16_t(-beta + 1),
+                                     tbLimit, scratch);
+            thread.current = pos;
+            if (v >= beta) {
+                StoreHash(*pos, uint8_t(d), ply, BoundLower, int16_t(v), 0);
+                return int16_t(v);
+            }
+        }
+        // 14. Internal iterative deepening, with the killers and mate distances of ply 0
+        if (d >= 6 && pvNode && hashMove == 0 && hashFlags != BoundUpper) {
+            PvLine iid{};
+            AlphaBeta(thread, int16_t(d / 2), 0, int16_t(alpha), int16_t(beta), tbLimit, iid);
+            if (iid.count != 0) hashMove = iid.moves[0];
+        }
+    }
+
+    // 15. Moves: hash move, captures, quiet moves
+    int b = alpha;
+    Move best = 0;
+    bool raised = false;
+    int searched = 0;
+
+    if (hashMove && IsLegal(*pos, hashMove)) {
+        ++searched;
+        thread.current = MakeMove(pos, hashMove);
+        const int v = -AlphaBeta(thread, int16_t(d - 1), uint8_t(ply + 1), int16_t(-beta), int16_t(-b), tbLimit, line);
+        thread.current = pos;
+        if (v >= beta) {
+            if (IsQuietMove(hashMove)) {
+                UpdateKillers(thread, ply, hashMove);
+                UpdateHistory(thread, uint8_t(d), hashMove);
+            }
+            StoreHash(*pos, uint8_t(d), ply, BoundLower, int16_t(v), hashMove);
+            return int16_t(v);
+        }
+        if (v > b) {
+            b = v;
+            best = hashMove;
+            AdoptLine(pv, hashMove, line);
+            raised = true;
+        }
+    }
+
+    MoveEntry captures[MOVELIST_SIZE];
+    MoveEntry* end = GenerateNoisy(*pos, captures);
+    for (MoveEntry* slot = end - 1; slot >= captures; --slot) {
+        PickBestCapture(slot, captures);
+        const Move m = slot->move;
+        if (m == hashMove || !IsLegal(*pos, m)) continue;
+        ++searched;
+        thread.current = MakeMove(pos, m);
+        int v;
+        if (raised) {
+            v = -AlphaBeta(thread, int16_t(d - 1), uint8_t(ply + 1), int16_t(-b - 1), int16_t(-b), tbLimit, line);
+            if (v > b && v < beta)
+                v = -AlphaBeta(thread, int16_t(d - 1), uint8_t(ply + 1), int16_t(-beta), int16_t(-b), tbLimit, line);
+        } else {
+            v = -AlphaBeta(thread, int16_t(d - 1), uint8_t(ply + 1), int16_t(-beta), int16_t(-b), tbLimit, line);
+        }
+        thread.current = pos;
+        if (v > b) {
+            if (v >= beta) {
+                StoreHash(*pos, uint8_t(d), ply, BoundLower, int16_t(v), m);
+                return int16_t(v);
+            }
+            b = v;
+            best = m;
+            AdoptLine(pv, m, line);
+            raised = true;
+        }
+    }
+
+    MoveEntry quiets[MOVELIST_SIZE];
+    end = GenerateQuiets(*pos, quiets);
+    int quietCount = 0;
+    for (MoveEntry* slot = end - 1; slot >= quiets; --slot) {
+        if (!PickKiller(thread, ply, slot, quiets)) PickHistory(thread, slot, quiets);
+        const Move m = slot->move;
+        if (m == hashMove || !IsLegal(*pos, m)) continue;
+        // Pruned moves count too: a node whose moves were all pruned is neither mate nor stalemate.
+        ++quietCount;
+        thread.current = MakeMove(pos, m);
+        const bool givesCheck = Checkers(*thread.current) != 0;
+        if (!givesCheck && futility) {
+            thread.current = pos;
+            continue;
+        }
+        // Late-move reduction
+        int reduction = 0;
+        if (!givesCheck && !inCheck && reductionsAllowed && d >= 2 && quietCount >= 4) {
+            const int counter = thread.history[pos->side & 1][MoveFrom(m)][MoveTo(m)];
+            reduction = d == 2 ? 1 : counter < 10 * d * d ? 2 : 1;
+        }
+        int v;
+        if (reduction > 0 || raised) {
+            v = -AlphaBeta(thread, int16_t(d - 1 - reduction), uint8_t(ply + 1), int16_t(-b - 1), int16_t(-b), tbLimit,
+                           line);
+            if (v > b && v < beta)
+                v = -AlphaBeta(thread, int16_t(d - 1), uint8_t(ply + 1), int16_t(-beta), int16_t(-b), tbLimit, line);
+        } else {
+            v = -AlphaBeta(thread, int16_t(d - 1), uint8_t(ply + 1), int16_t(-beta), int16_t(-b), tbLimit, line);
+        }
+        thread.current = pos;
+        if (v > b) {
+            if (v >= beta) {
+                UpdateKillers(thread, ply, m);
+                UpdateHistory(thread, uint8_t(d), m);
+                StoreHash(*pos, uint8_t(d), ply, BoundLower, int16_t(v), m);
+                return int16_t(v);
+            }
+            b = v;
+            best = m;
+            AdoptLine(pv, m, line);
+            raised = true;
+        }
+    }
+
+    // 16. Mate, stalemate, or the node's bound
+    if (searched == 0 && quietCount == 0) {
+        const int score = inCheck ? ply - MATE : 0;
+        StoreHash(*pos, uint8_t(d), ply, BoundExact, int16_t(score), 0);
+        return int16_t(score);
+    }
+    StoreHash(*pos, uint8_t(d), ply, raised ? BoundExact : BoundUpper, int16_t(b), best);
+    return int16_t(b);
+}

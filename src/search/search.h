@@ -27,6 +27,12 @@ struct SearchThread {
     PawnHashTable* pawnHash;
 };
 
+// A principal variation; entries past count hold 0 or moves left from an earlier line.
+struct PvLine {
+    uint8_t count;
+    Move moves[64];
+};
+
 // The main context: it holds the game.
 extern SearchThread mainContext;
 
@@ -34,3 +40,9 @@ extern SearchThread mainContext;
 extern Relaxed<uint32_t> searchStop;
 extern Relaxed<uint32_t> iterationAbort;
 extern Relaxed<uint64_t> nodeCount;
+
+// Principal-variation search of the thread's current position below the root. Scores are from the side to
+// move's view; mated at ply p scores p - MATE. tbLimit is the largest piece count probed in the tablebases.
+// pv receives the node's line when a move raises alpha.
+int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alpha, int16_t beta, uint8_t tbLimit,
+                  PvLine& pv);

@@ -1,0 +1,211 @@
+#include "search/search.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "board/fen.h"
+#include "board/makemove.h"
+#include "board/movegen.h"
+#include "eval/evaluate.h"
+#include "frontend/config.h"
+#include "search/ordering.h"
+#include "search/quiesce.h"
+#include "search/tt.h"
+
+namespace {
+
+struct RootResult {
+    Move move;
+    int score;
+    std::string text;
+};
+
+class SearchTest : public testing::Test {
+protected:
+    static SearchThread& Thread() {
+        static SearchThread thread;
+        return thread;
+    }
+    void SetUp() override {
+        testing::internal::CaptureStdout();
+        AllocateHashTable(HashEntriesForMB(16), 16);
+        testing::internal::GetCapturedStdout();
+        settings.useSyzygy = 0;
+        searchStop = 0;
+        iterationAbort = 0;
+        hashAge = 1;
+        SearchThread& t = Thread();
+        ClearKillers(t);
+        ClearHistory(t);
+        t.selDepth = 0;
+    }
+    static SearchThread& Load(const char* fen) {
+        SearchThread& t = Thread();
+        t.current = &t.positionStack[0];
+        EXPECT_EQ(ParseFen(t, fen, nullptr), 1) << fen;
+        return t;
+    }
+    // Iterative deepening over the legal root moves on one thread, full window, last list entry first.
+    static RootResult SearchFixedDepth(const char* fen, int depth) {
+        SearchThread& t = Load(fen);
+        Position* root = t.current;
+        MoveEntry list[MOVELIST_SIZE];
+        MoveEntry* end = GenerateLegal(*root, list);
+        RootResult result{0, -30000, ""};
+        for (int d = 1; d <= depth; ++d) {
+            int alpha = -30000;
+            Move best = 0;
+            for (MoveEntry* entry = end - 1; entry >= list; --entry) {
+                PvLine line{};
+                t.current = MakeMove(root, entry->move);
+                const int v = -AlphaBeta(t, int16_t(d - 1), 1, -30000, int16_t(-alpha), 0, line);
+                t.current = root;
+                if (v > alpha) alpha = v, best = entry->move;
+            }
+            result.move = best;
+            result.score = alpha;
+        }
+        char text[MOVE_TEXT_SIZE];
+        MoveToText(text, result.move, int(root->side));
+        result.text = text;
+        return result;
+    }
+};
+
+TEST_F(SearchTest, MatesAreFoundWithTheirDistance) {
+    const RootResult backRank = SearchFixedDepth("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1", 3);
+    EXPECT_EQ(backRank.score, 19999);
+    EXPECT_EQ(backRank.text, "a1a8");
+    // Mate in six (no mate in five exists); found once nine plies fit under the reductions.
+    const RootResult m5 = SearchFixedDepth("8/RP6/2k5/8/8/6P1/7P/7K w - - 1 62", 10);
+    EXPECT_EQ(m5.score, 19989);
+    EXPECT_EQ(m5.text, "b7b8q");
+
+    // From ply 0 the node's own line starts with the mating move.
+    SearchThread& t = Load("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
+    PvLine pv{};
+    EXPECT_EQ(AlphaBeta(t, 2, 0, -30000, 30000, 0, pv), 19999);
+    EXPECT_GE(pv.count, 1);
+    EXPECT_EQ(pv.moves[0], TextToMove(*t.current, "a1a8"));
+    EXPECT_EQ(t.current, &t.positionStack[0]) << "the search steps back to its node";
+}
+
+TEST_F(SearchTest, MateStalemateAndDrawRules) {
+    PvLine pv{};
+    SearchThread& t = Load("R5k1/5ppp/8/8/8/8/8/6K1 b - - 0 1");
+    EXPECT_EQ(AlphaBeta(t, 1, 3, -30000, 30000, 0, pv), -19997);
+    Load("7k/5Q2/6K1/8/8/8/8/8 b - - 0 1");
+    EXPECT_EQ(AlphaBeta(t, 1, 3, -30000, 30000, 0, pv), 0);
+
+    // A checkmate on the hundredth halfmove still counts; without check the fifty-move rule draws.
+    Load("R5k1/5ppp/8/8/8/8/8/6K1 b - - 100 80");
+    EXPECT_EQ(AlphaBeta(t, 1, 1, -30000, 30000, 0, pv), -19999);
+    Load("R5k1/5ppp/8/8/8/8/8/6K1 b - - 101 80");
+    EXPECT_EQ(AlphaBeta(t, 1, 1, -30000, 30000, 0, pv), 0);
+    Load("6k1/5ppp/8/8/8/8/8/R5K1 w - - 100 80");
+    EXPECT_EQ(AlphaBeta(t, 3, 1, -30000, 30000, 0, pv), 0);
+    Load("6k1/5ppp/8/8/8/8/8/R5K1 w - - 99 80");
+    EXPECT_EQ(AlphaBeta(t, 3, 1, -30000, 30000, 0, pv), 19998) << "the mate comes before the clock runs out";
+
+    // A placement seen twice before is a draw at once, even with a mate on the board.
+    Load("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
+    t.current->repetitions = 2;
+    const uint64_t nodes = nodeCount;
+    EXPECT_EQ(AlphaBeta(t, 3, 1, -30000, 30000, 0, pv), 0);
+    EXPECT_EQ(nodeCount, nodes);
+}
+
+TEST_F(SearchTest, PruningAtShallowDepths) {
+    PvLine pv{};
+    SearchThread& t = Load("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
+    const int evaluation = Evaluate(t);
+    // Static futility: evaluation - 70 x depth, returned without a move being made.
+    const int beta = evaluation - 220;
+    uint64_t nodes = nodeCount;
+    EXPECT_EQ(AlphaBeta(t, 3, 1, int16_t(beta - 1), int16_t(beta), 0, pv), evaluation - 210);
+    EXPECT_EQ(nodeCount, nodes);
+    AlphaBeta(t, 3, 1, int16_t(evaluation - 201), int16_t(evaluation - 200), 0, pv);
+    EXPECT_GT(nodeCount, nodes) << "a window above evaluation - 210 is searched";
+
+    // Mate-distance pruning: at ply 10 no score beyond 19990 can be reached.
+    nodes = nodeCount;
+    EXPECT_EQ(AlphaBeta(t, 5, 10, 19995, 30000, 0, pv), 19995);
+    EXPECT_EQ(nodeCount, nodes);
+    EXPECT_EQ(AlphaBeta(t, 3, 10, -30000, 30000, 0, pv), 19989);
+}
+
+TEST_F(SearchTest, TableRecordsAndOrderingUpdates) {
+    PvLine pv{};
+    SearchThread& t = Load("6k1/5ppp/8/8/8/8/q7/R5K1 w - - 0 1");
+    const Position& pos = *t.current;
+
+    // An upper bound at or below alpha ends the node; an exact record of sufficient depth does not.
+    StoreHash(pos, 5, 1, BoundUpper, -50, 0);
+    uint64_t nodes = nodeCount;
+    EXPECT_EQ(AlphaBeta(t, 3, 1, -40, -39, 0, pv), -50);
+    EXPECT_EQ(nodeCount, nodes);
+    ClearHashTable();
+    StoreHash(pos, 5, 1, BoundExact, -50, 0);
+    EXPECT_GT(AlphaBeta(t, 3, 1, -100, 100, 0, pv), -50);
+    EXPECT_GT(nodeCount, nodes);
+
+    // A capture from the table that reaches beta leaves killers and history alone...
+    ClearHashTable();
+    const Move capture = TextToMove(pos, "a1a2");
+    StoreHash(pos, 0, 1, BoundNone, 0, capture);
+    EXPECT_GE(AlphaBeta(t, 2, 1, -100, 100, 0, pv), 100);
+    EXPECT_EQ(t.killers[1][0], 0u);
+    EXPECT_EQ(t.history[0][0][8], 0);
+
+    // ...a quiet one updates both.
+    Load("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
+    ClearHashTable();
+    const Move mate = TextToMove(*t.current, "a1a8");
+    StoreHash(*t.current, 0, 1, BoundNone, 0, mate);
+    EXPECT_EQ(AlphaBeta(t, 2, 1, -100, 100, 0, pv), 19998);
+    EXPECT_EQ(t.killers[1][0], mate);
+    EXPECT_EQ(t.history[0][0][56], 4);
+    uint64_t data = 0;
+    EXPECT_EQ(ProbeHash(*t.current, data, 2, 1, -100, 100), 19998);
+    EXPECT_EQ(HashFlags(data), BoundLower);
+    EXPECT_EQ(HashBest(data), mate);
+}
+
+TEST_F(SearchTest, StopFlagsUnwindWithoutStores) {
+    PvLine pv{};
+    SearchThread& t = Load("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
+    searchStop = 1;
+    EXPECT_EQ(AlphaBeta(t, 4, 1, -123, 456, 0, pv), -123);
+    EXPECT_EQ(iterationAbort, 1u);
+    searchStop = 0;
+    EXPECT_EQ(AlphaBeta(t, 4, 1, -123, 456, 0, pv), -123);
+    uint64_t data;
+    EXPECT_EQ(ProbeHash(*t.current, data, 0, 1, -30000, 30000), HashMiss);
+}
+
+TEST_F(SearchTest, QuiescenceCapturesChecksAndMates) {
+    SearchThread& t = Load("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1");
+    const int quiet = Evaluate(t);
+    EXPECT_EQ(Quiesce(t, 0, 1, -30000, 30000, 0), quiet);
+    EXPECT_EQ(Quiesce(t, 0, 1, int16_t(quiet + 5), int16_t(quiet + 10), 0), quiet + 5);
+
+    Load("R5k1/5ppp/8/8/8/8/8/6K1 b - - 0 1");
+    EXPECT_EQ(Quiesce(t, 0, 7, -30000, 30000, 0), -19993);
+
+    // A queen taking a defended pawn is not searched; taking an undefended one is.
+    Load("4k3/8/2p5/3p4/8/8/8/3QK3 w - - 0 1");
+    const int defended = Evaluate(t);
+    EXPECT_EQ(Quiesce(t, -2, 1, -30000, 30000, 0), defended);
+    Load("4k3/8/8/3p4/8/8/8/3QK3 w - - 0 1");
+    const int undefended = Evaluate(t);
+    EXPECT_GT(Quiesce(t, -2, 1, -30000, 30000, 0), undefended + 50);
+
+    // Quiet checks only at the first two levels: a mate by a quiet check is seen at qdepth 0, not at -2.
+    Load("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
+    EXPECT_EQ(Quiesce(t, 0, 1, -30000, 30000, 0), 19998);
+    EXPECT_LT(Quiesce(t, -2, 1, -30000, 30000, 0), 19000);
+}
+
+}  // namespace
