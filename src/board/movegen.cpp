@@ -271,12 +271,14 @@ MoveEntry* GenerateQuietChecks(const Position& pos, MoveEntry* list) {
     if ((RookAttacks(F1, occupied) & SquareBit(e)) && CanCastleKingside(pos, occupied))
         list = AddCastle(list, CASTLE_KINGSIDE);
 
-    // Discovered checks: own pieces standing between the king and an own slider behind them (opponent pieces
-    // are not looked at, which may add moves that do not check).
+    // Discovered checks. Candidates are own pieces between the king and any own slider of the kind, less the
+    // squares of the own-piece x-ray (which hold the second own piece of a ray); opponent pieces and the
+    // slider's direction are not looked at, so some of these moves do not check.
     Bitboard rookBlockers = 0, bishopBlockers = 0;
-    for (Bitboard b = OwnXray<true>(e, own) & RooksQueens(pos) & own; b;) rookBlockers |= Between[e][PopLsb(b)] & own;
-    for (Bitboard b = OwnXray<false>(e, own) & BishopsQueens(pos) & own; b;)
-        bishopBlockers |= Between[e][PopLsb(b)] & own;
+    for (Bitboard b = RooksQueens(pos) & own; b;) rookBlockers |= Between[e][PopLsb(b)] & own;
+    for (Bitboard b = BishopsQueens(pos) & own; b;) bishopBlockers |= Between[e][PopLsb(b)] & own;
+    rookBlockers &= ~OwnXray<true>(e, own);
+    bishopBlockers &= ~OwnXray<false>(e, own);
     const Bitboard blockers = rookBlockers | bishopBlockers;
     if (!blockers) return list;
 

@@ -252,6 +252,10 @@ TEST(Movegen, QuietChecks) {
         {"5k2/8/8/8/8/8/8/4K2R w K - 0 1", {"h1f1", "h1h8", "e1g1"}},
         // Direct knight checks, then the knight's discovered checks from the rook behind it.
         {"4k3/8/8/8/4N3/8/8/4RK2 w - - 0 1", {"e4d6", "e4f6", "e4d2", "e4f2", "e4c3", "e4g3", "e4c5", "e4g5"}},
+        // Two own pieces between rook and king: the one nearer the king is a candidate, though moving it does
+        // not check (the knight still blocks).
+        {"4k3/8/8/4B3/8/4N3/8/4RK2 w - - 0 1",
+         {"e5a1", "e5b2", "e5h2", "e5c3", "e5g3", "e5d4", "e5f4", "e5d6", "e5f6", "e5c7", "e5g7", "e5b8", "e5h8"}},
         // Pawn single step, then double step.
         {"8/8/8/4k3/8/5P2/3P4/4K3 w - - 0 1", {"f3f4", "d2d4"}},
         // Seen from Black: the king between the rook and the other king; every step counts, even along the file.
