@@ -17,16 +17,6 @@ SearchThread& FreshThread() {
 
 Move Quiet(int from, int to) { return MakeMoveCode(2, from, to); }
 
-TEST(Ordering, QuietMovesForTheTables) {
-    EXPECT_TRUE(IsQuietMove(MakeMoveCode(1, 8, 16)));
-    EXPECT_TRUE(IsQuietMove(MakeMoveCode(6, 4, 5)));
-    EXPECT_TRUE(IsQuietMove(0x00060416));
-    EXPECT_TRUE(IsQuietMove(0x00020426));
-    EXPECT_FALSE(IsQuietMove(MakeMoveCode(9, 8, 17)));
-    EXPECT_FALSE(IsQuietMove(MakeMoveCode(17, 48, 56, 5)));
-    EXPECT_FALSE(IsQuietMove(MakeMoveCode(41, 36, 43)));
-}
-
 TEST(Ordering, KillerAndHistoryUpdates) {
     SearchThread& thread = FreshThread();
     const Move a = Quiet(1, 18), b = Quiet(6, 21);
