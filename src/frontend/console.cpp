@@ -18,7 +18,9 @@
 #include "frontend/gameend.h"
 #include "frontend/input.h"
 #include "frontend/selftest.h"
+#include "search/iterate.h"
 #include "search/search.h"
+#include "search/threads.h"
 #include "search/timeman.h"
 #include "search/tt.h"
 #include "tablebases/tbregistry.h"
@@ -82,7 +84,9 @@ void HashDump(const char*, const char*) { DumpHashTable(); }
 void TestPosition(const char*, const char* fen) { ParseFen(mainContext, fen, nullptr); }
 
 void Book(const char*, const char*) { BookListPosition(mainContext.current); }
-void Threads(const char*, const char*) {}
+void Threads(const char* line, const char*) {
+    if (ReadNumber(line, "thread %i")) SetSearchThreads(threadContexts, number);
+}
 
 void ExchangeTest(const char*, const char*) { RunExchangeTest(); }
 
@@ -167,7 +171,16 @@ void SetMoveTime(const char* line, const char*) {
         std::printf("Error (movetime out of bound): Insert movetime > 0 \n");
 }
 
-void Go(const char*, const char*) {}
+void Go(const char*, const char*) {
+    timeControl.startTime = ClockMs();
+    AllocateTime(timeControl, 0);
+    uint64_t result = SearchMain(mainContext);
+    // The game stack keeps room above the game for the search's own plies.
+    if (mainContext.current - mainContext.positionStack < GAME_STACK_LIMIT)
+        mainContext.current = MakeMove(mainContext.current, ResultMove(result));
+    PrintBestMove(result, lastPonderMove);
+    CheckGameEnd(mainContext);
+}
 
 void Undo(const char*, const char*) {
     // Nothing lies below the first record of the game stack.
@@ -278,6 +291,7 @@ bool ReadCommand(char (&line)[LINE_BUFFER], bool& overlong) {
 void EnterConsole() {
     AllocateHashTable(settings.hashEntries, settings.hashSizeMB);
     AllocPawnHash(mainContext, settings.pawnHashEntries, settings.pawnHashSizeMB, false, 0);
+    AllocThreadPawnTables(threadContexts, settings.threadCount);
     if (settings.useSyzygy) InitTablebases(settings.dtzPath, settings.wdlPath);
     std::printf("\nWelcome in ferrolune\n");
     std::printf("type \"help\" to show commands list\n");

@@ -209,3 +209,25 @@ TEST(ConsoleTranscript, HashCommands) {
                            sizeError + PROMPT + sizeError + PROMPT + "Allocated 2 MB for the Hash Table\n" + PROMPT +
                            "Hash Probe KO" + PROMPT + Unknown("sizex") + PROMPT);
 }
+
+TEST(ConsoleTranscript, EntryThreadsAndEngineMove) {
+    auto dir = FreshWorkDir("console_entry");
+    std::ofstream(dir / "ferrolune.ini", std::ios::binary) << SMALL_INI;
+    EngineRun run = RunEngineWith("c\nthread 2\nthread 0\nthread 25\nthread\nsd 2\ngo\nundo\ngetboard\nq\n", dir);
+    std::filesystem::remove_all(dir);
+    EXPECT_EQ(run.status, 0);
+    const std::string entry = "enter 'console' for console mode... Allocated 1 MB for the Hash Table\n"
+                              "Allocated 1 MB for the HashPawn Table for Thread 1\n" + WELCOME + PROMPT;
+    auto at = run.out.find(entry);
+    ASSERT_NE(at, std::string::npos) << run.out;
+    std::string rest = run.out.substr(at + entry.size());
+    const std::string threads = "Allocated 1 MB for the HashPawn Table for Thread 1\n"
+                                "Allocated 1 MB for the HashPawn Table for Thread 2\n"
+                                "Thread allocated for search: 2";
+    EXPECT_EQ(rest.substr(0, threads.size() + 5 * PROMPT.size()), threads + PROMPT + PROMPT + PROMPT + PROMPT + PROMPT);
+
+    // "go" searches to the set depth, plays its move, and "undo" takes it back.
+    auto best = rest.find("\nBestmove: ");
+    ASSERT_NE(best, std::string::npos) << rest;
+    EXPECT_EQ(rest.substr(rest.find('\n', best + 1) + 1), PROMPT + PROMPT + START_FEN + PROMPT);
+}
