@@ -1,15 +1,291 @@
 #include "frontend/uci.h"
 
-#include "frontend/input.h"
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <system_error>
+#include <thread>
+
+#include "board/fen.h"
+#include "board/makemove.h"
+#include "board/movegen.h"
+#include "board/position.h"
+#include "book/book.h"
+#include "eval/pawns.h"
+#include "frontend/config.h"
+#include "frontend/gameend.h"
+#include "search/iterate.h"
+#include "search/search.h"
+#include "search/threads.h"
+#include "search/timeman.h"
+#include "search/tt.h"
+#include "tablebases/tbregistry.h"
 
 uint32_t ProtocolMode = MODE_CONSOLE;
 Relaxed<uint32_t> pondering;
 Relaxed<uint32_t> infiniteSearch;
 
-// Placeholder until the real protocol lands: returns on a line beginning with "q" or at end of input.
+namespace {
+
+const char* const START_FEN = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
+
+// Set by the monitor when "quit" arrives during a ponder or infinite search: the loop ends after the move.
+Relaxed<uint32_t> quitRequested;
+// The main thread is about to enter or is inside SearchMain, which clears searchStop when it begins.
+Relaxed<uint32_t> searchRunning;
+
+// Standard input is read straight from its descriptor, so a line of any length costs a few system calls;
+// the loop and the monitor take turns, the mutex only orders their use of the buffer.
+std::mutex inputMutex;
+char inputBuffer[4096];
+size_t inputStart = 0, inputEnd = 0;
+
+bool StartsWith(const std::string& line, const char* word) {
+    return line.compare(0, std::strlen(word), word) == 0;
+}
+
+// The whole value after a keyword: blanks, an optional sign, digits; 0 when there are none.
+int32_t KeywordValue(const char* text) {
+    long long value = std::strtoll(text, nullptr, 10);
+    if (value > INT_MAX) return INT_MAX;
+    if (value < INT_MIN) return INT_MIN;
+    return int32_t(value);
+}
+
+bool SameWord(const char* word, size_t length, const char* keyword) {
+    return std::strlen(keyword) == length && std::strncmp(word, keyword, length) == 0;
+}
+
+// A book entry can be corrupt; only a move the position allows is played.
+bool IsLegalMove(const Position& pos, Move m) {
+    MoveEntry list[MOVELIST_SIZE];
+    MoveEntry* end = GenerateLegal(pos, list);
+    for (MoveEntry* e = list; e < end; ++e)
+        if (e->move == m) return true;
+    return false;
+}
+
+void ClearSearchTables() {
+    ClearHashTable();
+    for (int i = 1; i <= settings.threadCount; ++i) ClearPawnHash(threadContexts[i - 1], settings.pawnHashEntries);
+}
+
+void GoCommand(const std::string& line) {
+    bool monitor = ReadGoParameters(line.c_str());
+    SearchThread& game = mainContext;
+    uint64_t result = 0;
+    bool fromBook = false;
+
+    if (!infiniteSearch && settings.useBook && hashAge <= 40) {
+        char fen[128];
+        char text[6];
+        WriteFen(*game.current, fen);
+        if (BookPick(settings.bookFile, text, fen) == 0) {
+            Move m = TextToMove(*game.current, text);
+            if (IsLegalMove(*game.current, m)) {
+                result = m;
+                lastPonderMove = 0;
+                fromBook = true;
+            }
+        }
+    }
+
+    if (fromBook) {
+        if (monitor) StartPonderMonitor(ProtocolMode);
+    } else {
+        timeControl.startTime = ClockMs();
+        if (!infiniteSearch && !pondering) AllocateTime(timeControl, hashAge);
+        searchRunning = 1;
+        // Started after the allocation: a "ponderhit" allocates the time itself.
+        if (monitor) StartPonderMonitor(ProtocolMode);
+        std::printf("#DEBUG: start Think\n");
+        result = SearchMain(game);
+        searchRunning = 0;
+        std::printf("#DEBUG: end Think\n");
+    }
+
+    std::printf("#DEBUG: start Delay\n");
+    while (pondering) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    std::printf("#DEBUG: end Delay\n");
+    // A timer still running (the search ended by its depth limit) must not reach into the next search.
+    searchStop = 1;
+
+    game.current = MakeMove(game.current, ResultMove(result));
+    PrintBestMove(result, lastPonderMove);
+    CheckGameEnd(game);
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+bool ReadUciLine(std::string& line) {
+    std::lock_guard<std::mutex> lock(inputMutex);
+    line.clear();
+    bool partial = false;
+    for (;;) {
+        if (inputStart == inputEnd) {
+            ssize_t n = ::read(0, inputBuffer, sizeof inputBuffer);
+            if (n < 0 && errno == EINTR) continue;
+            // A last line without its newline still counts.
+            if (n <= 0) return partial;
+            inputStart = 0;
+            inputEnd = size_t(n);
+        }
+        const char* begin = inputBuffer + inputStart;
+        const char* newline = static_cast<const char*>(std::memchr(begin, '\n', inputEnd - inputStart));
+        size_t take = newline ? size_t(newline - begin) : inputEnd - inputStart;
+        if (line.size() < UCI_LINE_MAX) line.append(begin, std::min(take, UCI_LINE_MAX - line.size()));
+        inputStart += take;
+        partial = true;
+        if (newline) {
+            ++inputStart;
+            // Lines from Windows interfaces end in a carriage return; NUL bytes would cut the C texts.
+            while (!line.empty() && (line.back() == '\r' || line.back() == ' ' || line.back() == '\t'))
+                line.pop_back();
+            for (char& c : line)
+                if (c == '\0') c = ' ';
+            return true;
+        }
+    }
+}
+
+bool ReadGoParameters(const char* line) {
+    infiniteSearch = 0;
+    pondering = 0;
+    bool monitor = false;
+    const int white = mainContext.current->side == 0;
+    const char* p = std::strncmp(line, "go", 2) == 0 ? line + 2 : line;
+    while (*p) {
+        while (*p == ' ') ++p;
+        const char* word = p;
+        while (*p && *p != ' ') ++p;
+        size_t length = size_t(p - word);
+        if (length == 0) break;
+        if (SameWord(word, length, "wtime")) {
+            (white ? timeControl.myTime : timeControl.oppTime) = KeywordValue(p) / 10;
+        } else if (SameWord(word, length, "btime")) {
+            (white ? timeControl.oppTime : timeControl.myTime) = KeywordValue(p) / 10;
+        } else if (SameWord(word, length, "winc")) {
+            if (white) timeControl.increment = KeywordValue(p) / 10;
+        } else if (SameWord(word, length, "binc")) {
+            if (!white) timeControl.increment = KeywordValue(p) / 10;
+        } else if (SameWord(word, length, "movestogo")) {
+            timeControl.movesToGo = KeywordValue(p);
+        } else if (SameWord(word, length, "movetime")) {
+            timeControl.moveTimeLimit = KeywordValue(p) / 10;
+        } else if (SameWord(word, length, "depth")) {
+            int32_t depth = KeywordValue(p);
+            if (depth >= 2 && depth <= 64) settings.maxDepth = uint8_t(depth);
+        } else if (SameWord(word, length, "infinite")) {
+            std::printf("Command: %s\n", "infinite");
+            infiniteSearch = 1;
+            pondering = 1;
+            monitor = true;
+        } else if (SameWord(word, length, "ponder")) {
+            std::printf("#DEBUG: go ponder\n");
+            pondering = 1;
+            monitor = true;
+        }
+    }
+    return monitor;
+}
+
+int SetUciPosition(const char* line) {
+    std::string text(line);
+    const char* moves = nullptr;
+    // "moves" is looked for after the 18 characters of "position startpos ".
+    if (text.size() > 18) {
+        size_t at = text.find("moves", 18);
+        if (at != std::string::npos) {
+            moves = text.c_str() + std::min(at + 6, text.size());
+            text[at] = '\0';
+        }
+    }
+    const char* fen = START_FEN;
+    if (text.size() >= 12 && std::strncmp(text.c_str() + 9, "fen", 3) == 0)
+        fen = text.size() > 13 ? text.c_str() + 13 : "";
+    // The game is set up from the bottom of the stack: no stale records below it, and room for any game.
+    mainContext.current = &mainContext.positionStack[0];
+    return ParseFen(mainContext, fen, moves);
+}
+
+void StartPonderMonitor(uint32_t mode) {
+    if (mode != MODE_UCI) return;
+    try {
+        std::thread(tPonderUCIMonitor).detach();
+    } catch (const std::system_error&) {
+        std::printf("#DEBUG Errore nella creazione del thread PonderMonitor\n");
+        std::exit(1);
+    }
+}
+
+void tPonderUCIMonitor() {
+    std::printf("#DEBUG: Start tPonderUCIMonitor\n");
+    std::string line;
+    for (;;) {
+        // End of input, like "quit", cannot wait for a move: it stops the search.
+        bool ended = !ReadUciLine(line);
+        if (!ended) std::printf("#DEBUG: Command = %s\n", line.c_str());
+        if (!ended && StartsWith(line, "ponderhit")) {
+            std::printf("#DEBUG: ponderhit \n");
+            pondering = 0;
+            AllocateTime(timeControl, hashAge);
+            return;
+        }
+        if (ended || StartsWith(line, "stop") || line[0] == 'q') {
+            if (!ended && line[0] == 'q') quitRequested = 1;
+            else std::printf("#DEBUG: stop \n");
+            pondering = 0;
+            infiniteSearch = 0;
+            // A stop that comes before the search has begun would be cleared by its start: hold it
+            // until the search has returned.
+            do {
+                searchStop = 1;
+                iterationAbort = 1;
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            } while (searchRunning);
+            return;
+        }
+    }
+}
+
 int UciLoop() {
-    char line[LINE_BUFFER];
-    while (ReadInputLine(line))
-        if (line[0] == 'q') return 1;
-    return 1;
+    std::printf("id name ferrolune\nid author Odrevan\n");
+    std::printf("option name Ponder type check default true\n");
+    std::printf("option name OwnBook type check default true\n");
+    AllocateHashTable(settings.hashEntries, settings.hashSizeMB);
+    for (int i = 1; i <= settings.threadCount; ++i)
+        AllocPawnHash(threadContexts[i - 1], settings.pawnHashEntries, settings.pawnHashSizeMB, true, i);
+    if (settings.useSyzygy) InitTablebases(settings.dtzPath, settings.wdlPath);
+    std::printf("uciok\n");
+
+    std::string line;
+    for (;;) {
+        std::fflush(stdout);
+        if (!ReadUciLine(line)) return 1;
+        if (StartsWith(line, "isready")) {
+            ClearSearchTables();
+            ponderEnabled = 1;
+            std::printf("readyok\n");
+            std::fflush(stdout);
+        } else if (StartsWith(line, "ucinewgame")) {
+            ClearSearchTables();
+            searchStop = 0;
+            mainContext.current = NewGame();
+        } else if (StartsWith(line, "position")) {
+            if (!SetUciPosition(line.c_str())) std::printf("#DEBUG: BAD FEN|MOVES!\n");
+        } else if (StartsWith(line, "go")) {
+            GoCommand(line);
+            if (quitRequested) return 1;
+        } else if (line[0] == 'q') {
+            return 1;
+        }
+    }
 }

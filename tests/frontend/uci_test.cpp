@@ -1,0 +1,327 @@
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "board/fen.h"
+#include "board/position.h"
+#include "engine_process.h"
+#include "frontend/config.h"
+#include "frontend/uci.h"
+#include "search/search.h"
+#include "search/timeman.h"
+#include "testdata.h"
+
+namespace {
+
+const std::string PROMPT = "enter 'console' for console mode... ";
+
+std::string GameFen() {
+    char fen[FEN_BUFFER_SIZE];
+    WriteFen(*mainContext.current, fen);
+    return fen;
+}
+
+// The engine as a GUI sees it: lines written to its input, lines read from its output as they come.
+class UciSession {
+public:
+    UciSession(const std::filesystem::path& workDir) {
+        int in[2], out[2];
+        if (::pipe(in) != 0 || ::pipe(out) != 0) return;
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            ::dup2(in[0], 0);
+            ::dup2(out[1], 1);
+            int null = ::open("/dev/null", O_WRONLY);
+            ::dup2(null, 2);
+            ::close(in[1]);
+            ::close(out[0]);
+            if (::chdir(workDir.c_str()) != 0) ::_exit(127);
+            ::execl(FERROLUNE_BINARY, FERROLUNE_BINARY, static_cast<char*>(nullptr));
+            ::_exit(127);
+        }
+        ::close(in[0]);
+        ::close(out[1]);
+        toEngine_ = in[1];
+        fromEngine_ = out[0];
+    }
+    ~UciSession() {
+        if (toEngine_ >= 0) ::close(toEngine_);
+        if (fromEngine_ >= 0) ::close(fromEngine_);
+        if (pid_ > 0 && !exited_) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, nullptr, 0);
+        }
+    }
+
+    void Send(const std::string& line) {
+        std::string text = line + "\n";
+        ASSERT_EQ(::write(toEngine_, text.data(), text.size()), ssize_t(text.size()));
+    }
+    void CloseInput() {
+        ::close(toEngine_);
+        toEngine_ = -1;
+    }
+
+    // The first line beginning with prefix, or "" when none came within the time; all lines read are kept.
+    std::string WaitFor(const std::string& prefix, int timeoutMs) {
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        for (;;) {
+            for (size_t eol; (eol = pending_.find('\n')) != std::string::npos;) {
+                std::string line = pending_.substr(0, eol);
+                pending_.erase(0, eol + 1);
+                // The start-up prompt ends without a newline, so the first answer shares its line.
+                if (line.compare(0, PROMPT.size(), PROMPT) == 0) line.erase(0, PROMPT.size());
+                lines_.push_back(line);
+                if (line.compare(0, prefix.size(), prefix) == 0) return line;
+            }
+            int left = int(std::chrono::duration_cast<std::chrono::milliseconds>(deadline -
+                                                                                  std::chrono::steady_clock::now())
+                               .count());
+            if (left <= 0) return "";
+            pollfd fd{fromEngine_, POLLIN, 0};
+            if (::poll(&fd, 1, left) <= 0) continue;
+            char buffer[4096];
+            ssize_t n = ::read(fromEngine_, buffer, sizeof buffer);
+            if (n <= 0) return "";
+            pending_.append(buffer, size_t(n));
+        }
+    }
+
+    bool Saw(const std::string& prefix) const {
+        for (const auto& line : lines_)
+            if (line.compare(0, prefix.size(), prefix) == 0) return true;
+        return false;
+    }
+    void Forget() { lines_.clear(); }
+
+    // Exit status once the process has ended within the time, else -1.
+    int WaitExit(int timeoutMs) {
+        for (int waited = 0; waited < timeoutMs; waited += 10) {
+            int status;
+            if (::waitpid(pid_, &status, WNOHANG) == pid_) {
+                exited_ = true;
+                return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+            }
+            ::usleep(10000);
+        }
+        return -1;
+    }
+
+private:
+    pid_t pid_ = -1;
+    bool exited_ = false;
+    int toEngine_ = -1, fromEngine_ = -1;
+    std::string pending_;
+    std::vector<std::string> lines_;
+};
+
+std::filesystem::path SmallSettingsDir(const std::string& name, const std::string& book) {
+    auto dir = FreshWorkDir(name);
+    std::ofstream(dir / "ferrolune.ini") << "[ENGINE]\nThread=1\nHashSize=16\nHashPawnSize=1\n"
+                                         << "[BOOK]\n" << book << "[TABLEBASE]\nSyzygy=false\n";
+    return dir;
+}
+
+std::string MoveOf(const std::string& bestmoveLine) {
+    return bestmoveLine.substr(9, bestmoveLine.find(' ', 9) - 9);
+}
+
+}  // namespace
+
+TEST(UciCommands, GoValuesAreConvertedAndPersist) {
+    const TimeControl saved = timeControl;
+    const EngineSettings savedSettings = settings;
+    mainContext.current = NewGame();
+    ASSERT_EQ(SetUciPosition("position startpos moves e2e4"), 1);  // Black to move
+
+    timeControl.movesToGo = 0;
+    EXPECT_FALSE(ReadGoParameters("go wtime 60000 btime 30000 winc 1000 binc 2000"));
+    EXPECT_EQ(timeControl.myTime, 3000);
+    EXPECT_EQ(timeControl.oppTime, 6000);
+    EXPECT_EQ(timeControl.increment, 200);
+
+    // Values a command does not give keep their earlier value.
+    EXPECT_FALSE(ReadGoParameters("go movetime 1000 movestogo 7"));
+    EXPECT_FALSE(ReadGoParameters("go wtime 5009 btime 40"));
+    EXPECT_EQ(timeControl.moveTimeLimit, 100);
+    EXPECT_EQ(timeControl.movesToGo, 7);
+    EXPECT_EQ(timeControl.myTime, 4);
+    EXPECT_EQ(timeControl.oppTime, 500);
+    EXPECT_EQ(timeControl.increment, 200);
+
+    // Only whole words are keywords; the depth limit takes 2..64 only.
+    settings.maxDepth = 63;
+    EXPECT_FALSE(ReadGoParameters("go depth 1 nodes 5 mate 3 xwtime 7 wtimex 8"));
+    EXPECT_FALSE(ReadGoParameters("go depth 65"));
+    EXPECT_EQ(settings.maxDepth, 63);
+    EXPECT_EQ(timeControl.oppTime, 500);
+    EXPECT_FALSE(ReadGoParameters("go depth 5"));
+    EXPECT_EQ(settings.maxDepth, 5);
+
+    // White to move: the white values are ours.
+    ASSERT_EQ(SetUciPosition("position startpos"), 1);
+    EXPECT_FALSE(ReadGoParameters("go btime 70000 wtime 80000 binc 3000 winc 500"));
+    EXPECT_EQ(timeControl.myTime, 8000);
+    EXPECT_EQ(timeControl.oppTime, 7000);
+    EXPECT_EQ(timeControl.increment, 50);
+
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(ReadGoParameters("go ponder wtime 1000"));
+    EXPECT_EQ(pondering.load(), 1u);
+    EXPECT_EQ(infiniteSearch.load(), 0u);
+    EXPECT_TRUE(ReadGoParameters("go infinite"));
+    EXPECT_EQ(infiniteSearch.load(), 1u);
+    EXPECT_FALSE(ReadGoParameters("go"));
+    EXPECT_EQ(pondering.load() + infiniteSearch.load(), 0u);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "#DEBUG: go ponder\nCommand: infinite\n");
+
+    timeControl = saved;
+    settings = savedSettings;
+}
+
+TEST(UciCommands, PositionOffsetsAndMoveLists) {
+    mainContext.current = NewGame();
+    ASSERT_EQ(SetUciPosition("position startpos moves e2e4 e7e5 g1f3"), 1);
+    EXPECT_EQ(GameFen(), "rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - ");
+    // The pawn moves collapsed the stack; the knight move added one record.
+    EXPECT_EQ(mainContext.current, &mainContext.positionStack[1]);
+
+    ASSERT_EQ(SetUciPosition("position startpos"), 1);
+    EXPECT_EQ(GameFen(), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ");
+    ASSERT_EQ(SetUciPosition("position startpos moves"), 1);
+    EXPECT_EQ(GameFen(), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ");
+    // Any word other than "fen" means the start position.
+    ASSERT_EQ(SetUciPosition("position whatever moves d2d4"), 1);
+    EXPECT_EQ(GameFen(), "rnbqkbnr/pppppppp/8/8/3P4/8/PPP1PPPP/RNBQKBNR b KQkq d3 ");
+
+    ASSERT_EQ(SetUciPosition("position fen 8/k7/3p4/p2P1p2/P2P1P2/8/8/K7 w - - 0 40"), 1);
+    EXPECT_EQ(GameFen(), "8/k7/3p4/p2P1p2/P2P1P2/8/8/K7 w - - ");
+    ASSERT_EQ(SetUciPosition("position fen r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 3 20 moves e1g1 e8c8"), 1);
+    EXPECT_EQ(GameFen(), "2kr3r/8/8/8/8/8/8/R4RK1 w - - ");
+
+    // A long game of reversible moves never runs the stack out: every command starts at its bottom.
+    std::string shuffle = "position startpos moves";
+    for (int i = 0; i < 25; ++i) shuffle += " g1f3 g8f6 f3g1 f6g8";
+    for (int i = 0; i < 20; ++i) ASSERT_EQ(SetUciPosition(shuffle.c_str()), 1);
+    EXPECT_EQ(mainContext.current, &mainContext.positionStack[100]);
+
+    EXPECT_EQ(SetUciPosition("position fen rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR x KQkq - 0 1"), 0);
+    EXPECT_EQ(SetUciPosition("position startpos moves e2e5"), 0);
+    mainContext.current = NewGame();
+}
+
+TEST(UciEndToEnd, AGameAsAnInterfacePlaysIt) {
+    auto dir = SmallSettingsDir("uci_game", "Book=false\n");
+    UciSession engine(dir);
+    engine.Send("uci");
+    EXPECT_NE(engine.WaitFor("id name ferrolune", 5000), "");
+    EXPECT_NE(engine.WaitFor("option name Ponder type check default true", 5000), "");
+    EXPECT_NE(engine.WaitFor("option name OwnBook type check default true", 5000), "");
+    ASSERT_NE(engine.WaitFor("uciok", 5000), "");
+    engine.Send("isready");
+    ASSERT_EQ(engine.WaitFor("readyok", 5000), "readyok");
+    // Lines of any length or content are read whole or cut, never fatal.
+    engine.Send(std::string(UCI_LINE_MAX + 1000, 'x'));
+    engine.Send(std::string("stop\0go\r", 9));
+    engine.Send("ucinewgame");
+    engine.Send("isready");
+    ASSERT_EQ(engine.WaitFor("readyok", 5000), "readyok");
+
+    // Both sides played by the engine on fast clocks; every move is fed back in the growing list.
+    std::string position = "position startpos moves";
+    for (int ply = 0; ply < 8; ++ply) {
+        engine.Send(position);
+        engine.Send("go wtime 3000 btime 3000 winc 30 binc 30");
+        std::string best = engine.WaitFor("bestmove ", 5000);
+        ASSERT_NE(best, "") << "no move at ply " << ply;
+        ASSERT_NE(MoveOf(best), "0000");
+        position.append(1, ' ').append(MoveOf(best));
+    }
+    EXPECT_FALSE(engine.Saw("#DEBUG: BAD FEN|MOVES!"));
+
+    // Pondering: no move before "ponderhit"; then the timed search ends by itself.
+    engine.Send(position);
+    engine.Send("go ponder wtime 2000 btime 2000 winc 20 binc 20");
+    EXPECT_EQ(engine.WaitFor("bestmove ", 300), "");
+    engine.Send("ponderhit");
+    EXPECT_NE(engine.WaitFor("bestmove ", 3000), "");
+
+    // A ponder miss: "stop" answers at once, and the next search runs normally.
+    engine.Send(position);
+    engine.Send("go ponder wtime 2000 btime 2000");
+    EXPECT_EQ(engine.WaitFor("bestmove ", 200), "");
+    engine.Send("stop");
+    EXPECT_NE(engine.WaitFor("bestmove ", 1000), "");
+    engine.Send(position);
+    engine.Send("go movetime 100");
+    EXPECT_NE(engine.WaitFor("bestmove ", 3000), "");
+
+    // Infinite analysis holds its move until "stop"; meanwhile the monitor alone reads the input.
+    engine.Forget();
+    engine.Send(position);
+    engine.Send("go infinite");
+    EXPECT_NE(engine.WaitFor("Command: infinite", 1000), "");
+    engine.Send("isready");
+    EXPECT_EQ(engine.WaitFor("bestmove ", 300), "");
+    EXPECT_FALSE(engine.Saw("readyok"));
+    engine.Send("stop");
+    EXPECT_NE(engine.WaitFor("bestmove ", 1000), "");
+    engine.Send("isready");
+    EXPECT_EQ(engine.WaitFor("readyok", 5000), "readyok");
+
+    engine.Send("quit");
+    EXPECT_EQ(engine.WaitExit(5000), 0);
+}
+
+TEST(UciEndToEnd, QuitOrEndOfInputWhilePondering) {
+    auto dir = SmallSettingsDir("uci_quit", "Book=false\n");
+    {
+        UciSession engine(dir);
+        engine.Send("uci");
+        engine.Send("position startpos moves e2e4");
+        engine.Send("go ponder wtime 60000 btime 60000");
+        EXPECT_NE(engine.WaitFor("#DEBUG: start Think", 5000), "");
+        engine.Send("quit");
+        EXPECT_EQ(engine.WaitExit(5000), 0);
+    }
+    {
+        UciSession engine(dir);
+        engine.Send("uci");
+        engine.Send("go infinite");
+        EXPECT_NE(engine.WaitFor("#DEBUG: start Think", 5000), "");
+        engine.CloseInput();
+        EXPECT_EQ(engine.WaitExit(5000), 0);
+    }
+}
+
+TEST(UciEndToEnd, BookMovesWithoutSearch) {
+    REQUIRE_SHARED_FILE(book, "books/performance.bin");
+    auto dir = SmallSettingsDir("uci_book", "Book=true\nRandBook=false\nBookFile=" + book.string() + "\n");
+    UciSession engine(dir);
+    engine.Send("uci");
+    engine.Send("isready");
+    ASSERT_EQ(engine.WaitFor("readyok", 5000), "readyok");
+    // The start position's first entry in the file is e2e4.
+    engine.Send("position startpos");
+    engine.Send("go wtime 1000 btime 1000");
+    EXPECT_EQ(engine.WaitFor("bestmove ", 3000), "bestmove e2e4");
+    EXPECT_FALSE(engine.Saw("#DEBUG: start Think"));
+    // Out of book: a search answers.
+    engine.Send("position startpos moves a2a3 h7h6 h2h3");
+    engine.Send("go wtime 1000 btime 1000");
+    EXPECT_NE(engine.WaitFor("bestmove ", 3000), "");
+    EXPECT_TRUE(engine.Saw("#DEBUG: start Think"));
+    engine.Send("quit");
+    EXPECT_EQ(engine.WaitExit(5000), 0);
+}
