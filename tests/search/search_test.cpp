@@ -13,6 +13,8 @@
 #include "search/ordering.h"
 #include "search/quiesce.h"
 #include "search/tt.h"
+#include "tablebases/tbregistry.h"
+#include "testdata.h"
 
 namespace {
 
@@ -206,6 +208,26 @@ TEST_F(SearchTest, QuiescenceCapturesChecksAndMates) {
     Load("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
     EXPECT_EQ(Quiesce(t, 0, 1, -30000, 30000, 0), 19998);
     EXPECT_LT(Quiesce(t, -2, 1, -30000, 30000, 0), 19000);
+}
+
+TEST_F(SearchTest, TablebaseScoresInTheTree) {
+    REQUIRE_SHARED_FILE(wdl, "syzygy/KRvK.rtbw");
+    testing::internal::CaptureStdout();
+    InitTablebases(wdl.parent_path().c_str(), wdl.parent_path().c_str());
+    testing::internal::GetCapturedStdout();
+    settings.useSyzygy = 1;
+    PvLine pv{};
+    // Probed only after a zeroing move and within the piece limit.
+    SearchThread& t = Load("8/8/4k3/8/8/8/8/R3K3 b - - 0 1");
+    EXPECT_EQ(AlphaBeta(t, 3, 1, -30000, 30000, 5, pv), -15000);
+    uint64_t data = 0;
+    EXPECT_EQ(ProbeHash(*t.current, data, 3, 1, -30000, 30000), -15000);
+    Load("8/8/4k3/8/8/8/8/R3K3 b - - 1 1");
+    EXPECT_GT(AlphaBeta(t, 3, 1, -30000, 30000, 5, pv), -15000);
+    Load("8/8/4k3/8/8/8/8/R3K3 b - - 0 1");
+    ClearHashTable();
+    EXPECT_GT(AlphaBeta(t, 3, 1, -30000, 30000, 2, pv), -15000);
+    settings.useSyzygy = 0;
 }
 
 }  // namespace
