@@ -3,6 +3,7 @@
 #include "board/attacks.h"
 #include "board/movegen.h"
 #include "search/search.h"
+#include "search/threads.h"
 
 namespace {
 
@@ -61,11 +62,16 @@ inline Bitboard AttackersOf(const Position& pos, int sq, Bitboard occupied, Bitb
            opponents;
 }
 
-// The lowest record a repetition scan may read. Only the main context's stack is known by address;
-// other stacks are bounded by the halfmove clock alone.
-inline const Position* ScanFloor(const Position* p) {
-    const Position* base = mainContext.positionStack;
-    if (p >= base && p < base + STACK_SIZE) return base;
+// The lowest record a repetition scan may read: record 0 of the stack that holds p. Every stack is the
+// first member of the main context or of a thread context; a stack elsewhere is bounded by the halfmove
+// clock alone.
+const Position* ScanFloor(const Position* p) {
+    const uintptr_t at = reinterpret_cast<uintptr_t>(p);
+    const uintptr_t mainStack = reinterpret_cast<uintptr_t>(mainContext.positionStack);
+    if (at - mainStack < sizeof(mainContext.positionStack)) return mainContext.positionStack;
+    const uintptr_t threads = reinterpret_cast<uintptr_t>(threadContexts);
+    if (at - threads < sizeof(threadContexts))
+        return threadContexts[(at - threads) / sizeof(SearchThread)].positionStack;
     return nullptr;
 }
 

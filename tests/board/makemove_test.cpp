@@ -5,6 +5,7 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "search/search.h"
+#include "search/threads.h"
 #include "testdata.h"
 
 namespace {
@@ -105,6 +106,10 @@ TEST(MakeMove, RepetitionScanStaysInTheReversibleStretch) {
     EXPECT_EQ(mainContext.current->repetitions, 0);
     // Nor is anything below record 0 read when the FEN's clock reaches further back.
     Position* pos = Play("4k3/8/8/8/8/8/8/R3K3 w - - 90 60", {"a1a2", "e8d8", "a2a1", "d8e8"});
+    EXPECT_EQ(pos->repetitions, 1);
+    pos = threadContexts[0].positionStack;  // the same on a thread context's stack
+    *pos = mainContext.positionStack[0];
+    for (const char* text : {"a1a2", "e8d8", "a2a1", "d8e8"}) pos = MakeMove(pos, TextToMove(*pos, text));
     EXPECT_EQ(pos->repetitions, 1);
 }
 
