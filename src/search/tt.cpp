@@ -1,10 +1,12 @@
 #include "search/tt.h"
 
+#include <pthread.h>
 #include <sys/mman.h>
 
 #include <atomic>
 #include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "board/fen.h"
@@ -20,19 +22,51 @@ namespace {
 constexpr int MAX_HASH_MB = 8192;
 
 // The table lives in anonymous mapped memory: fresh pages read as zero without being touched, so neither
-// mapping nor clearing an unused table costs time or resident memory.
+// mapping nor clearing an unused table costs time or resident memory. The words of a record are read and
+// written as relaxed atomics: threads race on records by design.
 uint64_t LoadWord(uint64_t& word) { return std::atomic_ref<uint64_t>(word).load(std::memory_order_relaxed); }
 void StoreWord(uint64_t& word, uint64_t value) {
     std::atomic_ref<uint64_t>(word).store(value, std::memory_order_relaxed);
 }
 
-void ReleaseHashTable() {
-    TranspositionTable& tt = transpositionTable;
-    if (tt.records) munmap(tt.records, tt.mappedBytes);
-    tt.records = nullptr;
-    tt.entries = 0;
-    tt.mappedBytes = 0;
-    tt.written = 0;
+// Zeroed pages that nothing has touched yet, or nullptr.
+HashRecord* MapRecords(std::size_t bytes) {
+    void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (memory == MAP_FAILED) return nullptr;
+    // Small pages: a fresh table is touched at random, and each first touch of a large page would zero
+    // 2 MB, which fills gigabytes in the first seconds of a search.
+    madvise(memory, bytes, MADV_NOHUGEPAGE);
+    return static_cast<HashRecord*>(memory);
+}
+
+struct Mapping {
+    void* memory;
+    std::size_t bytes;
+};
+
+void* tUnmap(void* arg) {
+    Mapping* mapping = static_cast<Mapping*>(arg);
+    munmap(mapping->memory, mapping->bytes);
+    free(mapping);
+    return nullptr;
+}
+
+// Handing gigabytes of touched pages back to the system takes seconds, so a used table is released by a
+// thread of its own and the front end can answer at once.
+void ReleaseRecords(HashRecord* records, std::size_t bytes, bool used) {
+    if (!records) return;
+    Mapping* mapping = used ? static_cast<Mapping*>(malloc(sizeof(Mapping))) : nullptr;
+    pthread_attr_t attributes;
+    if (mapping && pthread_attr_init(&attributes) == 0) {
+        *mapping = {records, bytes};
+        pthread_t thread;
+        const bool started = pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED) == 0 &&
+                             pthread_create(&thread, &attributes, tUnmap, mapping) == 0;
+        pthread_attr_destroy(&attributes);
+        if (started) return;
+    }
+    free(mapping);
+    munmap(records, bytes);
 }
 
 }  // namespace
@@ -46,19 +80,19 @@ uint64_t HashEntriesForMB(int megabytes) {
 
 void AllocateHashTable(uint64_t entries, int megabytes) {
     TranspositionTable& tt = transpositionTable;
-    ReleaseHashTable();
-    std::size_t bytes = (entries + 4) * sizeof(HashRecord);
-    void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (entries == 0 || memory == MAP_FAILED) {
-        if (memory != MAP_FAILED) munmap(memory, bytes);
+    ReleaseRecords(tt.records, tt.mappedBytes, tt.written);
+    tt.records = nullptr;
+    tt.entries = 0;
+    tt.mappedBytes = 0;
+    tt.written = 0;
+    const std::size_t bytes = (entries + 4) * sizeof(HashRecord);
+    HashRecord* records = entries ? MapRecords(bytes) : nullptr;
+    if (!records) {
         printf("Hash Table Memory Allocation Failed!\n");
         fflush(stdout);
         return;
     }
-    // Small pages: a fresh table is touched at random, and each first touch of a large page would zero
-    // 2 MB, which fills gigabytes in the first seconds of a search.
-    madvise(memory, bytes, MADV_NOHUGEPAGE);
-    tt.records = static_cast<HashRecord*>(memory);
+    tt.records = records;
     tt.entries = entries;
     tt.sizeMB = megabytes;
     tt.mappedBytes = bytes;
@@ -69,8 +103,13 @@ void AllocateHashTable(uint64_t entries, int megabytes) {
 void ClearHashTable() {
     TranspositionTable& tt = transpositionTable;
     if (!tt.records || !tt.written) return;
-    // Dropping the pages hands back zeroed ones on the next touch, instead of writing gigabytes of zeros.
-    if (madvise(tt.records, tt.mappedBytes, MADV_DONTNEED) != 0) memset(tt.records, 0, tt.mappedBytes);
+    // Fresh pages instead of writing gigabytes of zeros; the old ones go back to the system meanwhile.
+    if (HashRecord* fresh = MapRecords(tt.mappedBytes)) {
+        ReleaseRecords(tt.records, tt.mappedBytes, true);
+        tt.records = fresh;
+    } else if (madvise(tt.records, tt.mappedBytes, MADV_DONTNEED) != 0) {
+        memset(tt.records, 0, tt.mappedBytes);
+    }
     tt.written = 0;
 }
 
