@@ -65,12 +65,16 @@ std::string ProbeAll(const std::string& dir, const Material& m, bool dtz, int& f
             int success = 1;
             if (!dtz) {
                 int v = ProbeWdlTable(*pos, success);
-                if (success) EXPECT_TRUE(v >= -2 && v <= 2) << v;
+                if (success) {
+                    EXPECT_TRUE(v >= -2 && v <= 2) << v;
+                }
             } else {
                 for (int wdl : {-2, 0, 2}) {
                     success = 1;
                     int v = ProbeDtzTable(*pos, wdl, success);
-                    if (success == 1) EXPECT_TRUE(v >= 0 && v <= 510) << v;
+                    if (success == 1) {
+                        EXPECT_TRUE(v >= 0 && v <= 510) << v;
+                    }
                 }
             }
             failures += success == 0;

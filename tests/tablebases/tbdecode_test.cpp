@@ -18,22 +18,6 @@ bool InTriangle(int sq) { return FileOf(sq) <= 3 && RankOf(sq) <= FileOf(sq); }
 
 }  // namespace
 
-TEST(TablebaseDecode, IndexTablesHoldBinomialsAndPawnGroupSizes) {
-    InitIndexTables();
-    EXPECT_EQ(binomial[0][17], 17u);
-    EXPECT_EQ(binomial[1][5], 10u);
-    EXPECT_EQ(binomial[2][2], 0u);
-    EXPECT_EQ(binomial[4][63], 7028847u);
-    // One leading pawn has six ranks in each file group; two share the group's ptwist values pairwise.
-    for (int g = 0; g < 4; ++g) EXPECT_EQ(pawnFactor[0][g], 6u);
-    uint32_t allFiles = 0;
-    for (int g = 0; g < 4; ++g) allFiles += pawnFactor[1][g];
-    EXPECT_EQ(allFiles, 576u);  // the sum of the odd numbers 1..47
-    EXPECT_EQ(pawnIdx[1][0], 0u);
-    EXPECT_EQ(pawnIdx[1][1], 47u);
-    EXPECT_EQ(pawnIdx[1][6], 0u);
-}
-
 // Every placement of three distinct leading pieces lands in the 31332 indices, and every index is used; the
 // first square is always folded into the triangle a1-d1-d4.
 TEST(TablebaseDecode, ThreeLeadingPiecesCoverTheIndexRangeExactly) {

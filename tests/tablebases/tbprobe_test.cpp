@@ -115,7 +115,9 @@ TEST(TablebaseProbe, RootFilterKeepsTheReferenceMovesWithTheirScores) {
             char text[MOVE_TEXT_SIZE];
             MoveToText(text, m->move, int(pos->side));
             kept[text] = m->score;
-            if (m > list && c.rootScore > 0) EXPECT_GE(m[-1].score, m->score) << "kept moves sorted";
+            if (m > list && c.rootScore > 0) {
+                EXPECT_GE(m[-1].score, m->score) << "kept moves sorted";
+            }
         }
         EXPECT_EQ(kept, c.kept) << c.fen;
         ++checked;
