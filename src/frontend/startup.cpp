@@ -9,6 +9,7 @@
 #include "frontend/console.h"
 #include "frontend/input.h"
 #include "frontend/uci.h"
+#include "search/bench.h"
 #include "search/search.h"
 
 namespace {
@@ -39,6 +40,7 @@ int ModeLoop() {
 int RunEngine(int argc, char** argv) {
     // Tester's command lines: no banner, no settings file.
     if (argc > 1 && std::strcmp(argv[1], "perft") == 0) return PerftCommand(argc, argv);
+    if (argc > 1 && std::strcmp(argv[1], "bench") == 0) return BenchCommand(argc, argv);
 
     // A GUI reading the pipe must see every line at once.
     std::setvbuf(stdout, nullptr, _IONBF, 0);
