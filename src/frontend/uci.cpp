@@ -72,9 +72,12 @@ bool IsLegalMove(const Position& pos, Move m) {
     return false;
 }
 
+// The pawn tables are cleared by replacing them with freshly mapped zero pages: writing zeros over
+// 2 x 32 MB takes long enough to hold "readyok" back by a noticeable time.
 void ClearSearchTables() {
     ClearHashTable();
-    for (int i = 1; i <= settings.threadCount; ++i) ClearPawnHash(threadContexts[i - 1], settings.pawnHashEntries);
+    for (int i = 1; i <= settings.threadCount; ++i)
+        AllocPawnHash(threadContexts[i - 1], settings.pawnHashEntries, settings.pawnHashSizeMB, false, i);
 }
 
 void GoCommand(const std::string& line) {
