@@ -5,6 +5,8 @@
 #include <fstream>
 #include <map>
 #include <sstream>
+#include <thread>
+#include <vector>
 
 #include "board/fen.h"
 #include "board/movegen.h"
@@ -93,6 +95,32 @@ TEST(TablebaseProbe, ReferencePositionsGiveTheirWdlAndDtz) {
         }
     }
     EXPECT_EQ(checked, 2700);
+}
+
+// Search threads load WDL tables on first use concurrently; every thread must see fully parsed tables.
+TEST(TablebaseProbe, ConcurrentFirstProbesAgree) {
+    REQUIRE_SHARED_FILE(tables, "syzygy/KQvK.rtbw");
+    REQUIRE_SHARED_FILE(reference, "testdata/TestSyzygy/TestCase_02.txt");
+    std::vector<std::pair<Position, int>> cases;
+    std::ifstream in(reference);
+    std::string line;
+    while (std::getline(in, line) && cases.size() < 120)
+        cases.push_back({*SetFen(line.substr(0, line.find(',')).c_str()), std::stoi(line.substr(line.rfind(',') + 1))});
+    InitTablebasesQuietly(tables.parent_path().string());
+    std::atomic<int> mismatches{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&, t] {
+            Position stack[16];
+            for (size_t i = 0; i < cases.size(); ++i) {
+                const auto& [pos, wdl] = cases[(i * 7 + size_t(t) * 31) % cases.size()];
+                stack[0] = pos;
+                int success;
+                if (ProbeWdl(stack, success) != wdl) ++mismatches;
+            }
+        });
+    for (auto& th : threads) th.join();
+    EXPECT_EQ(mismatches, 0);
 }
 
 TEST(TablebaseProbe, RootFilterKeepsTheReferenceMovesWithTheirScores) {
