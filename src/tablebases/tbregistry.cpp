@@ -265,11 +265,9 @@ void RegisterTable(const char* name) {
 
 void InitTablebases(const char* dtzPath, const char* wdlPath) {
     dtzDirectory[0] = wdlDirectory[0] = 0;
-    if (!SetDirectory(dtzDirectory, dtzPath) || !SetDirectory(wdlDirectory, wdlPath)) {
+    // A directory that does not fit is refused whole rather than shortened into another directory.
+    if (!(SetDirectory(dtzDirectory, dtzPath) & SetDirectory(wdlDirectory, wdlPath)))
         fputs("Tablebase path longer than 127 characters ignored.\n", stdout);
-        if (std::strlen(dtzDirectory) != std::strlen(dtzPath)) dtzDirectory[0] = 0;
-        if (std::strlen(wdlDirectory) != std::strlen(wdlPath)) wdlDirectory[0] = 0;
-    }
 
     // A second initialisation starts from an empty registry; no search runs meanwhile.
     for (int i = 0; i < pieceTableCount; ++i) ResetEntry(pieceTables[i]);

@@ -95,8 +95,11 @@ TEST(TablebaseRegistry, EnvironmentDirectoriesReplaceTheSettings) {
     EXPECT_STREQ(wdlDirectory, dir.path.c_str());
     unsetenv("RTBWDIR");
 
-    // With no directory at all the files are looked for at the root.
+    // With no directory at all the files are looked for at the root; a directory too long is refused whole.
     EXPECT_EQ(InitTablebasesQuietly(""), "Found 0 tablebases.\n");
+    EXPECT_EQ(InitTablebasesQuietly(dir.path.string() + "/" + std::string(130, 'x')),
+              "Tablebase path longer than 127 characters ignored.\nFound 0 tablebases.\n");
+    EXPECT_STREQ(wdlDirectory, "");
 }
 
 TEST(TablebaseRegistry, DtzCacheLoadsOnceMovesHitsToTheFrontAndEvictsTheOldest) {
