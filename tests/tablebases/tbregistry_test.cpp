@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <vector>
 
 #include "tablebases/tb_test_util.h"
 #include "tablebases/tbprobe.h"
@@ -72,6 +73,31 @@ TEST(TablebaseRegistry, RegistrationReadsOnlyTheNameOfAnExistingWdlFile) {
     EXPECT_EQ(EntryOf("KRRvKR")->encType, 0);
     EXPECT_EQ(EntryOf("KQQvKRR")->num, 6);
     EXPECT_EQ(EntryOf("KQvK"), nullptr);
+}
+
+// Files for every material of up to six pieces under both colourings: only the designed enumeration's 510
+// names register, and the whole set fits the registry and its hash buckets.
+TEST(TablebaseRegistry, EveryMaterialOfUpToSixPiecesFitsTheRegistry) {
+    ScratchDir dir("allnames");
+    std::vector<std::string> sides[5];  // letter runs in the order Q, R, B, N, P, by length
+    sides[0] = {""};
+    for (int n = 1; n <= 4; ++n)
+        for (const std::string& shorter : sides[n - 1])
+            for (char c : std::string("QRBNP"))
+                if (shorter.empty() || std::string("QRBNP").find(c) >= std::string("QRBNP").find(shorter.back()))
+                    sides[n].push_back(shorter + c);
+    int files = 0;
+    for (int a = 0; a <= 4; ++a)
+        for (int b = 0; a + b <= 4; ++b)
+            for (const std::string& white : sides[a])
+                for (const std::string& black : sides[b]) {
+                    Touch(dir.path / ("K" + white + "vK" + black + ".rtbw"));
+                    ++files;
+                }
+    EXPECT_EQ(files, 1001);
+    EXPECT_EQ(InitTablebasesQuietly(dir.path.string()), "Found 510 tablebases.\n");
+    EXPECT_EQ(pieceTableCount, TBMAX_PIECE);
+    EXPECT_EQ(pawnTableCount, TBMAX_PAWN);
 }
 
 TEST(TablebaseRegistry, EnvironmentDirectoriesReplaceTheSettings) {
