@@ -63,8 +63,14 @@ int AllocateTime(TimeControl& tc, int moveNumber) {
         std::fflush(stdout);
         return divisor;
     }
+    // The timer keeps its own copy of what it reads, so the record stays free for the front end and the
+    // driver (the search writes elapsed while a "ponderhit" allocates).
+    TimeControl limits{};
+    limits.moveTimeLimit = tc.moveTimeLimit;
+    limits.allocated = tc.allocated;
+    limits.startTime = tc.startTime;
     try {
-        std::thread(tTimer, tc, timerGeneration.load()).detach();
+        std::thread(tTimer, limits, timerGeneration.load()).detach();
     } catch (const std::system_error&) {
         std::printf("#DEBUG Errore nella creazione del thread 1\n");
         std::fflush(stdout);
