@@ -11,17 +11,6 @@
 
 namespace {
 
-Bitboard KindSet(const Position& pos, int kind) {
-    switch (kind) {
-        case PAWN: return Pawns(pos);
-        case KNIGHT: return Knights(pos);
-        case BISHOP: return Bishops(pos);
-        case ROOK: return Rooks(pos);
-        case QUEEN: return Queens(pos);
-        default: return Kings(pos);
-    }
-}
-
 // The pieces of a real colour and kind on real squares (a1 = 0 for both colours).
 Bitboard RealPieces(const Position& pos, int colour, int kind) {
     Bitboard b = KindSet(pos, kind) & (unsigned(colour) == pos.side ? pos.own : Opponent(pos));

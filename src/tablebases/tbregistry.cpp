@@ -40,17 +40,6 @@ int CodeOfLetter(char c) {
     }
 }
 
-Bitboard KindSet(const Position& pos, int kind) {
-    switch (kind) {
-        case PAWN: return Pawns(pos);
-        case KNIGHT: return Knights(pos);
-        case BISHOP: return Bishops(pos);
-        case ROOK: return Rooks(pos);
-        case QUEEN: return Queens(pos);
-        default: return Kings(pos);
-    }
-}
-
 // counts[colour][kind] with real colours, 0 White.
 void CountPieces(const Position& pos, int counts[2][7]) {
     Bitboard white = pos.side == 0 ? pos.own : Opponent(pos);

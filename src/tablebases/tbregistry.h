@@ -86,6 +86,18 @@ void InitTablebases(const char* dtzPath, const char* wdlPath);
 // Registers the material if its WDL file exists in wdlDirectory.
 void RegisterTable(const char* name);
 
+// Both colours' pieces of one kind (PAWN .. KING).
+inline Bitboard KindSet(const Position& pos, int kind) {
+    switch (kind) {
+        case PAWN: return Pawns(pos);
+        case KNIGHT: return Knights(pos);
+        case BISHOP: return Bishops(pos);
+        case ROOK: return Rooks(pos);
+        case QUEEN: return Queens(pos);
+        default: return Kings(pos);
+    }
+}
+
 // Real colours: with mirror 0 White's pieces come first (in the name) or are hashed as White's (in the key).
 void MaterialName(const Position& pos, int mirror, char* text);
 uint64_t MaterialKey(const Position& pos, int mirror);
