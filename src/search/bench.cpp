@@ -21,7 +21,8 @@ constexpr int BENCH_DEPTH = 8;
 constexpr int BENCH_HASH_MB = 16;
 constexpr uint64_t BENCH_PAWN_ENTRIES = 1 << 16;
 
-// Openings, middlegames with tactics, and endgames where the search goes deep.
+// Openings, middlegames with tactics, and endgames where the search goes deep. Every halfmove clock is 0:
+// the positions start on the first record of the stack, with no history for the repetition scan to read.
 const char* const BENCH_POSITIONS[] = {
     "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1",
     "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
@@ -30,13 +31,13 @@ const char* const BENCH_POSITIONS[] = {
     "r1bqkb1r/pp2pppp/3p1n2/6B1/3nP3/2N5/PPP2PPP/R2QKB1R b KQkq - 0 7",
     "r4rk1/1pp1qppp/p1np1n2/2b1p1B1/2B1P1b1/P1NP1N2/1PP1QPPP/R4RK1 w - - 0 10",
     "r1b2rk1/2q1bppp/pp2p3/2npP3/1n3P1P/2NBBN2/PPPQ2P1/1K1R3R w - - 0 14",
-    "r5k1/1pp2rbp/3p2p1/3Pp3/2P1P1q1/1NN2pBb/P6P/R2QR1K1 w - - 2 23",
-    "6k1/R5p1/4prp1/3pQ3/3N4/3b1P2/5P1P/2r3K1 w - - 3 26",
-    "r7/pp1r1P2/3p2kn/1P2p2p/2P2p1B/8/P5P1/1R1R2K1 w - - 1 33",
+    "r5k1/1pp2rbp/3p2p1/3Pp3/2P1P1q1/1NN2pBb/P6P/R2QR1K1 w - - 0 23",
+    "6k1/R5p1/4prp1/3pQ3/3N4/3b1P2/5P1P/2r3K1 w - - 0 26",
+    "r7/pp1r1P2/3p2kn/1P2p2p/2P2p1B/8/P5P1/1R1R2K1 w - - 0 33",
     "6k1/pbp2npp/1p3p2/8/8/1P4P1/PBP2P1P/6K1 w - - 0 1",
     "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1",
     "8/k7/3p4/p2P1p2/P2P1P2/8/8/K7 w - - 0 1",
-    "8/RP6/2k5/8/8/6P1/7P/7K w - - 1 62",
+    "8/RP6/2k5/8/8/6P1/7P/7K w - - 0 62",
 };
 
 }  // namespace
