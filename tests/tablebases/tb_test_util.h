@@ -41,7 +41,10 @@ inline Position* PlacePieces(const std::vector<PlacedPiece>& pieces, bool blackT
     return &p;
 }
 
-// A fresh directory under the system's temporary folder, removed again by the destructor.
+std::string InitTablebasesQuietly(const std::string& directory);
+
+// A fresh directory under the system's temporary folder, removed again by the destructor; a registry still
+// pointing into it is emptied, so that no later test meets tables whose files are gone.
 struct ScratchDir {
     std::filesystem::path path;
     explicit ScratchDir(const std::string& name) {
@@ -49,7 +52,12 @@ struct ScratchDir {
         std::filesystem::remove_all(path);
         std::filesystem::create_directories(path);
     }
-    ~ScratchDir() { std::filesystem::remove_all(path); }
+    ~ScratchDir() {
+        const std::string inside = path.string();
+        if (std::string(wdlDirectory).starts_with(inside) || std::string(dtzDirectory).starts_with(inside))
+            InitTablebasesQuietly("");
+        std::filesystem::remove_all(path);
+    }
     // Copies a table file in, writable so that the test may damage it.
     std::filesystem::path Copy(const std::filesystem::path& from) const {
         auto to = path / from.filename();
