@@ -39,7 +39,7 @@ Position& Current() { return *mainContext.current; }
 
 // Lists are consumed from the end, so they are shown last entry first.
 void PrintMoveList(const MoveEntry* begin, const MoveEntry* end) {
-    char text[6];
+    char text[MOVE_TEXT_SIZE];
     for (const MoveEntry* e = end; e != begin;) {
         --e;
         MoveToText(text, e->move, Current().side);
@@ -94,7 +94,7 @@ void Score(const char*, const char*) { PrintScore(); }
 
 void Legal(const char*, const char*) {
     MoveEntry list[MOVELIST_SIZE];
-    char text[6];
+    char text[MOVE_TEXT_SIZE];
     Position& p = Current();
 
     MoveEntry* end = GenerateAll(p, list);
@@ -143,7 +143,7 @@ void SetBoard(const char* line, const char*) {
 }
 
 void GetBoard(const char*, const char*) {
-    char fen[256];
+    char fen[FEN_BUFFER_SIZE];
     WriteFen(Current(), fen);
     std::printf("FEN: %s\n", fen);
 }
