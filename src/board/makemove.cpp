@@ -79,10 +79,9 @@ void ScanRepetitions(Position* n) {
     const int clock = n->halfmoveClock;
     if (clock < 2) return;
     const Position* floor = ScanFloor(n);
-    const Position* q = n;
     for (int back = 2; back <= clock; back += 2) {
-        q -= 2;
-        if (floor && q < floor) return;
+        if (floor && n - floor < back) return;
+        const Position* q = n - back;
         if (q->own == n->own && q->plane1 == n->plane1 && q->plane2 == n->plane2 && q->plane4 == n->plane4) {
             n->repetitions = uint8_t(q->repetitions + 1);
             return;
