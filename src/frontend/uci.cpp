@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <condition_variable>
 #include <mutex>
 #include <string>
 #include <system_error>
@@ -40,16 +41,61 @@ const char* const START_FEN = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQk
 Relaxed<uint32_t> quitRequested;
 // The main thread is about to enter or is inside SearchMain, which clears searchStop when it begins.
 Relaxed<uint32_t> searchRunning;
+// hashAge as it stands once the running search has begun, taken before the monitor starts so that the
+// monitor never reads what the search writes.
+Relaxed<uint32_t> ponderMoveNumber;
+
+bool StartsWith(const std::string& line, const char* word) {
+    return line.compare(0, std::strlen(word), word) == 0;
+}
+
+// The main thread waits for the monitor to end before it goes on after a ponder or infinite search, so
+// that everything the monitor did (the time allocation on "ponderhit" among it) comes before what follows.
+std::mutex monitorMutex;
+std::condition_variable monitorEnded;
+bool monitorRunning = false;
+
+void WaitForMonitor() {
+    std::unique_lock<std::mutex> lock(monitorMutex);
+    monitorEnded.wait(lock, [] { return !monitorRunning; });
+}
+
+// Reads input until "ponderhit", "stop", a line beginning with "q" or the end of input, and acts on it.
+void MonitorInput() {
+    std::string line;
+    for (;;) {
+        // End of input, like "quit", cannot wait for a move: it stops the search.
+        bool ended = !ReadUciLine(line);
+        if (!ended) std::printf("#DEBUG: Command = %s\n", line.c_str());
+        if (!ended && StartsWith(line, "ponderhit")) {
+            std::printf("#DEBUG: ponderhit \n");
+            // The clock starts before the main thread may go on to print the move.
+            AllocateTime(timeControl, int(ponderMoveNumber.load()));
+            pondering = 0;
+            return;
+        }
+        if (ended || StartsWith(line, "stop") || line[0] == 'q') {
+            if (!ended && line[0] == 'q') quitRequested = 1;
+            else std::printf("#DEBUG: stop \n");
+            pondering = 0;
+            infiniteSearch = 0;
+            // A stop that comes before the search has begun would be cleared by its start: hold it
+            // until the search has returned.
+            do {
+                searchStop = 1;
+                iterationAbort = 1;
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            } while (searchRunning);
+            return;
+        }
+    }
+}
 
 // Standard input is read straight from its descriptor, so a line of any length costs a few system calls;
 // the loop and the monitor take turns, the mutex only orders their use of the buffer.
 std::mutex inputMutex;
 char inputBuffer[4096];
 size_t inputStart = 0, inputEnd = 0;
-
-bool StartsWith(const std::string& line, const char* word) {
-    return line.compare(0, std::strlen(word), word) == 0;
-}
 
 // The whole value after a keyword: blanks, an optional sign, digits; 0 when there are none.
 int32_t KeywordValue(const char* text) {
@@ -72,8 +118,8 @@ bool IsLegalMove(const Position& pos, Move m) {
     return false;
 }
 
-// The pawn tables are cleared by replacing them with freshly mapped zero pages: writing zeros over
-// 2 x 32 MB takes long enough to hold "readyok" back by a noticeable time.
+// The pawn tables are cleared by replacing them with fresh zeroed memory: writing zeros over 2 x 32 MB
+// of untouched pages would hold "readyok" back by a noticeable time.
 void ClearSearchTables() {
     ClearHashTable();
     for (int i = 1; i <= settings.threadCount; ++i)
@@ -87,7 +133,7 @@ void GoCommand(const std::string& line) {
     bool fromBook = false;
 
     if (!infiniteSearch && settings.useBook && hashAge <= 40) {
-        char fen[128];
+        char fen[FEN_BUFFER_SIZE];
         char text[6];
         WriteFen(*game.current, fen);
         if (BookPick(settings.bookFile, text, fen) == 0) {
@@ -101,11 +147,13 @@ void GoCommand(const std::string& line) {
     }
 
     if (fromBook) {
+        ponderMoveNumber = hashAge;
         if (monitor) StartPonderMonitor(ProtocolMode);
     } else {
         timeControl.startTime = ClockMs();
         if (!infiniteSearch && !pondering) AllocateTime(timeControl, hashAge);
         searchRunning = 1;
+        ponderMoveNumber = uint8_t(hashAge + 1);  // SearchMain counts itself first
         // Started after the allocation: a "ponderhit" allocates the time itself.
         if (monitor) StartPonderMonitor(ProtocolMode);
         std::printf("#DEBUG: start Think\n");
@@ -117,8 +165,7 @@ void GoCommand(const std::string& line) {
     std::printf("#DEBUG: start Delay\n");
     while (pondering) std::this_thread::sleep_for(std::chrono::milliseconds(100));
     std::printf("#DEBUG: end Delay\n");
-    // A timer still running (the search ended by its depth limit) must not reach into the next search.
-    searchStop = 1;
+    WaitForMonitor();
 
     game.current = MakeMove(game.current, ResultMove(result));
     PrintBestMove(result, lastPonderMove);
@@ -221,6 +268,10 @@ int SetUciPosition(const char* line) {
 
 void StartPonderMonitor(uint32_t mode) {
     if (mode != MODE_UCI) return;
+    {
+        std::lock_guard<std::mutex> lock(monitorMutex);
+        monitorRunning = true;
+    }
     try {
         std::thread(tPonderUCIMonitor).detach();
     } catch (const std::system_error&) {
@@ -231,32 +282,10 @@ void StartPonderMonitor(uint32_t mode) {
 
 void tPonderUCIMonitor() {
     std::printf("#DEBUG: Start tPonderUCIMonitor\n");
-    std::string line;
-    for (;;) {
-        // End of input, like "quit", cannot wait for a move: it stops the search.
-        bool ended = !ReadUciLine(line);
-        if (!ended) std::printf("#DEBUG: Command = %s\n", line.c_str());
-        if (!ended && StartsWith(line, "ponderhit")) {
-            std::printf("#DEBUG: ponderhit \n");
-            pondering = 0;
-            AllocateTime(timeControl, hashAge);
-            return;
-        }
-        if (ended || StartsWith(line, "stop") || line[0] == 'q') {
-            if (!ended && line[0] == 'q') quitRequested = 1;
-            else std::printf("#DEBUG: stop \n");
-            pondering = 0;
-            infiniteSearch = 0;
-            // A stop that comes before the search has begun would be cleared by its start: hold it
-            // until the search has returned.
-            do {
-                searchStop = 1;
-                iterationAbort = 1;
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            } while (searchRunning);
-            return;
-        }
-    }
+    MonitorInput();
+    std::lock_guard<std::mutex> lock(monitorMutex);
+    monitorRunning = false;
+    monitorEnded.notify_all();
 }
 
 int UciLoop() {
