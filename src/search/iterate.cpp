@@ -88,7 +88,6 @@ uint64_t SearchMain(SearchThread& main) {
     if (main.rootMovesEnd - main.rootMoves == 1) {
         bestLine.count = 1;
         bestLine.moves[0] = last.move;
-        winnerSelDepth = 0;
         PrintIteration(main, result, bestLine);
         return Finish(result);
     }

@@ -71,6 +71,7 @@ protected:
 TEST_F(SearchDriver, SingleLegalMoveAndDepthLimit) {
     // Only h1h2: the rook holds the g-file. One line at depth 0, nothing searched.
     SetPosition("6r1/8/8/8/8/8/8/k6K w - - 0 1");
+    winnerSelDepth = 0;  // the line reports the last iteration's selective depth, and none ran
     std::string out;
     EXPECT_EQ(Text(ResultMove(Search(out)), 0), "h1h2");
     EXPECT_EQ(out.rfind(" 0      0 ", 0), 0u) << out;
