@@ -12,6 +12,7 @@
 #include "frontend/config.h"
 #include "search/ordering.h"
 #include "search/quiesce.h"
+#include "search/threads.h"
 #include "search/tt.h"
 #include "tablebases/tbregistry.h"
 #include "testdata.h"
@@ -26,10 +27,8 @@ struct RootResult {
 
 class SearchTest : public testing::Test {
 protected:
-    static SearchThread& Thread() {
-        static SearchThread thread;
-        return thread;
-    }
+    // A context of the engine's own: the repetition scan knows where their stacks begin.
+    static SearchThread& Thread() { return threadContexts[MAX_THREADS - 1]; }
     void SetUp() override {
         testing::internal::CaptureStdout();
         AllocateHashTable(HashEntriesForMB(16), 16);
