@@ -6,6 +6,7 @@
 
 #include "board/fen.h"
 #include "board/movegen.h"
+#include "frontend/selftest.h"
 #include "search/search.h"
 #include "tablebases/tbprobe.h"
 
@@ -13,14 +14,6 @@ namespace {
 
 // The terminal's own clear-screen sequence: erase the display, cursor home.
 void ClearScreen() { fputs("\x1b[2J\x1b[H", stdout); }
-
-void PrintTestProgress(float fraction) {
-    static const char bar[] = "||||||||||||||||||||||||||||||||||||||||||||||||||||||||||||";
-    int percent = int(double(fraction) * 100);
-    int width = int(double(fraction) * 60);
-    printf("\r%3d%% [%.*s%*s]", percent, width, bar, 60 - width, "");
-    fflush(stdout);
-}
 
 }  // namespace
 
@@ -88,7 +81,7 @@ void RunTablebaseTest() {
             if (lines % 100000 == 0) {
                 ClearScreen();
                 printf("%s\n", path);
-                PrintTestProgress(float(lines) / 2500000.0f);
+                PrintProgress(float(lines) / 2500000.0f);  // single-precision fraction, as the counters
                 printf("\n");
                 printf("WDL Error:  %10llu   %3.2f%%\n", (unsigned long long)wdlErrors, double(float(wdlErrors) / 25000.0f));
                 printf("DTZ Error:  %10llu   %3.2f%%\n", (unsigned long long)dtzErrors, double(float(dtzErrors) / 25000.0f));
