@@ -195,6 +195,36 @@ def with_ep(fen, move, board):
     return " ".join(fields)
 
 
+PIECE_ORDER = {"K": 0, "Q": 1, "R": 2, "B": 3, "N": 4}
+PROMOTION_ORDER = {"q": 0, "r": 1, "b": 2, "n": 3}
+
+
+def generation_key(board, black, move):
+    """Where a legal move stands in the engine's generation order: quiet moves (king, queen, rook, bishop,
+    knight, pawn steps, double steps, queenside then kingside castling), then noisy moves (king, queen, rook,
+    bishop, knight captures, pawn captures, capturing promotions, step promotions, en passant); pieces in
+    increasing square order and targets likewise, squares seen from the side to move."""
+    def square(t):
+        s = (ord(t[0]) - 97) + 8 * (int(t[1]) - 1)
+        return s ^ 56 if black else s
+    kinds = classify(board, move)
+    piece = board[move[:2]].upper()
+    frm, to = square(move[:2]), square(move[2:4])
+    if "castle" in kinds:
+        return (0, 7 if to < frm else 8)
+    if not kinds & {"capture", "promotion", "ep"}:
+        if piece == "P":
+            return (0, 6 if "double" in kinds else 5, to)
+        return (0, PIECE_ORDER[piece], frm, to)
+    if "ep" in kinds:
+        return (1, 8, frm)
+    if "promotion" in kinds:
+        if "capture" in kinds:
+            return (1, 6, frm, to, PROMOTION_ORDER[move[4]])
+        return (1, 7, frm, PROMOTION_ORDER[move[4]])
+    return (1, 5 if piece == "P" else PIECE_ORDER[piece], frm, to)
+
+
 class Generator:
     """Random playouts driven by Stockfish, favouring special moves."""
 
@@ -439,6 +469,14 @@ def console_batch(engine, exps, report, stats):
             report.bug("gen \"%s\": missing %s extra %s%s" % (
                 exp.fen, sorted(want - set(gen)), sorted(set(gen) - want),
                 " duplicated" if len(gen) != len(set(gen)) else ""))
+        board = board_of(exp.fen)
+        if sorted(gen) == sorted(exp.moves):
+            black = exp.fen.split()[1] == "b"
+            order = sorted(exp.moves, key=lambda m: generation_key(board, black, m))
+            if gen[::-1] != order:
+                stats["order_differs"] += 1
+                report.bug("gen \"%s\": printed %s, generation order gives (printed last first) %s" %
+                           (exp.fen, " ".join(gen), " ".join(order[::-1])))
         total_line = [l for l in outs[start + 2].splitlines() if l.startswith("Total Legal moves:")]
         if not total_line or int(total_line[0].split(":")[1]) != len(gen):
             report.bug("gen \"%s\": total line %s for %d moves" % (exp.fen, total_line, len(gen)))
@@ -461,7 +499,6 @@ def console_batch(engine, exps, report, stats):
         if missed:
             stats["quiet_checks_missed"] += len(missed)
             report.note("quiet checks missing in \"%s\": %s" % (exp.fen, missed))
-        board = board_of(exp.fen)
         for i, m in enumerate(exp.moves):
             made = outs[start + 4 + 3 * i]
             fen_out = outs[start + 5 + 3 * i]
@@ -590,7 +627,7 @@ def main():
     rng = random.Random(args.seed)
     report = Report()
     stats = {k: 0 for k in ("perft_runs", "rule_differs", "console_positions", "moves_made", "quiet_checks",
-                            "quiet_checks_missed", "deep_runs", "deep_rule_explained")}
+                            "quiet_checks_missed", "deep_runs", "deep_rule_explained", "order_differs")}
     features = {k: 0 for k in ("in_check", "double_check", "mate", "stalemate", "ep_legal", "ep_field",
                                "ep_field_no_capture", "castle_legal", "castle_rights_no_castle",
                                "promotion", "zero_subtree", "four_queens")}
@@ -675,8 +712,9 @@ def main():
     print("positions %d, perft runs %d (depths 1-3), engine rule differs from standard in %d runs" %
           (len(fens), stats["perft_runs"], stats["rule_differs"]))
     print("features: " + ", ".join("%s %d" % kv for kv in features.items()))
-    print("console: %d positions, %d moves made and compared; quiet checks %d, missing from the check list %d" %
-          (stats["console_positions"], stats["moves_made"], stats["quiet_checks"], stats["quiet_checks_missed"]))
+    print("console: %d positions, %d moves made and compared; quiet checks %d, missing from the check list %d; "
+          "lists out of generation order %d" % (stats["console_positions"], stats["moves_made"], stats["quiet_checks"],
+                                                stats["quiet_checks_missed"], stats["order_differs"]))
     print("deep: %d runs, %d differences explained by the stalemate rule" %
           (stats["deep_runs"], stats["deep_rule_explained"]))
     print("malformed/odd FEN failures: %d" % crashes)
