@@ -8,11 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "board/fen.h"
-#include "board/position.h"
 #include "book/book.h"
 #include "frontend/config.h"
-#include "search/search.h"
 #include "testdata.h"
 
 namespace {
@@ -228,26 +225,4 @@ TEST(BookLookup, RealBookListingsMatch) {
         ++checked;
     }
     EXPECT_GT(checked, 0);
-}
-
-TEST(BookListPosition, ListsTheFixedFileForTheGamePosition) {
-    // The console's listing reads the fixed file name from the working directory, not the setting.
-    auto dir = std::filesystem::temp_directory_path() / ("ferrolune_book_console_" + std::to_string(::getpid()));
-    std::filesystem::create_directories(dir);
-    const char* e4 = "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1";
-    auto book = WriteBook("console", {{BookKey(e4), MoveField("c7c5"), 3, 0}, {BookKey(e4), MoveField("e7e5"), 1, 0}});
-    std::filesystem::rename(book, dir / CONSOLE_BOOK_FILE);
-    const auto previous = std::filesystem::current_path();
-    std::filesystem::current_path(dir);
-
-    mainContext.current = NewGame();
-    ASSERT_EQ(ParseFen(mainContext, "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", "e2e4"), 1);
-    testing::internal::CaptureStdout();
-    int result = BookListPosition(mainContext.current);
-    std::string out = testing::internal::GetCapturedStdout();
-    std::filesystem::current_path(previous);
-    std::filesystem::remove_all(dir);
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(out, "move=c7c5 weight=75.00%\nmove=e7e5 weight=25.00%\n");
-    mainContext.current = NewGame();
 }

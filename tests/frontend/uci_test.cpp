@@ -36,6 +36,8 @@ std::string GameFen() {
 class UciSession {
 public:
     UciSession(const std::filesystem::path& workDir) {
+        // An engine that dies must fail the test, not end it through SIGPIPE.
+        ::signal(SIGPIPE, SIG_IGN);
         int in[2], out[2];
         if (::pipe(in) != 0 || ::pipe(out) != 0) return;
         pid_ = ::fork();
