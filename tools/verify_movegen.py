@@ -8,11 +8,12 @@ captures, double pawn steps and checks, and start from varied seeds. For each po
   * `ferrolune perft D "FEN"` for D = 1..3 against the expected count under the engine's own rule (a node
     without legal moves, or whose subtrees all count 0, met before the last ply counts 1 when not in check),
     computed exactly from Stockfish's per-move counts and check information;
-  * through the console: "setboard", "gen" and "legal" give the legal move list, which must equal
-    Stockfish's; every legal move is then played ("e2e4"), "getboard" must give Stockfish's FEN after that
-    move (first four fields; the engine also names the en-passant square when no pawn can capture), and
-    "undo" takes it back; when in check the evasion list must contain every legal move, and every legal
-    quiet checking move should appear in the quiet-check list (misses are reported as notes).
+  * through the console: "setboard" then "getboard" must give the FEN back; "gen" and "legal" give the
+    legal move list, which must equal Stockfish's and be printed in the engine's generation order; every
+    legal move is then played ("e2e4"): "getboard" must give Stockfish's FEN after it (first four fields;
+    the engine also names the en-passant square when no pawn can capture), "key" must show equal full and
+    incremental hash keys, and "undo" takes it back; in check the evasion list must contain every legal
+    move; every legal quiet checking move should appear in the quiet-check list (misses are notes).
 
 A few hundred positions are also compared at depths 4 and 5 with Stockfish's standard count; a
 difference is followed down the tree (per-move counts of both programs) to a node of depth 3 or less,
@@ -451,7 +452,7 @@ def console_batch(engine, exps, report, stats):
         start = len(cmds)
         cmds += ["setboard " + exp.fen, "getboard", "gen", "legal"]
         for m in exp.moves:
-            cmds += [m, "getboard", "undo"]
+            cmds += [m, "getboard", "key", "undo"]
         plan.append((exp, start))
     outs, rc, err = engine.console(cmds)
     if rc != 0 or len(outs) < len(cmds):
@@ -500,8 +501,11 @@ def console_batch(engine, exps, report, stats):
             stats["quiet_checks_missed"] += len(missed)
             report.note("quiet checks missing in \"%s\": %s" % (exp.fen, missed))
         for i, m in enumerate(exp.moves):
-            made = outs[start + 4 + 3 * i]
-            fen_out = outs[start + 5 + 3 * i]
+            made = outs[start + 4 + 4 * i]
+            fen_out = outs[start + 5 + 4 * i]
+            keys = [l.split(":")[1].strip() for l in outs[start + 6 + 4 * i].splitlines() if l.startswith("HashKey")]
+            if len(keys) != 2 or keys[0] != keys[1]:
+                report.bug("after %s in \"%s\": hash keys full/incremental %s" % (m, exp.fen, keys))
             stats["moves_made"] += 1
             if "Illegal move" in made:
                 report.bug("move %s refused in \"%s\"" % (m, exp.fen))
