@@ -20,7 +20,7 @@ difference is followed down the tree (per-move counts of both programs) to a nod
 where the exact engine-rule count settles whether it is the stalemate rule or a fault.
 
 Usage: verify_movegen.py --engine build/ferrolune [--stockfish stockfish] [--positions 2000]
-                         [--deep 200] [--seed 1] [--seeds-file movegen.tsv] [--no-console]
+                         [--deep 200] [--exact 20] [--seed 1] [--seeds-file movegen.tsv] [--no-console]
 """
 
 import argparse
@@ -90,6 +90,11 @@ SEED_FENS = [
     "8/8/8/8/1k1Pp2R/8/8/4K3 b - d3 0 1",
     "4k3/8/8/8/3pP3/8/8/3KQ3 b - e3 0 1",
     "7k/8/8/1b6/2pP4/8/8/4K3 b - d3 0 1",
+    "k7/8/8/8/8/8/8/1QQQQK2 w - - 0 1",
+    "1qqqqk2/8/8/8/8/8/8/1QQQQK2 w - - 0 1",
+    "7k/PPPPPP2/8/8/8/8/pppppp2/K7 w - - 0 1",
+    "8/8/8/7k/8/QQQ5/QQQ5/QQQK4 w - - 0 1",
+    "qqqk4/qqq5/qqq5/8/7K/8/8/8 b - - 0 1",
 ]
 
 
@@ -564,6 +569,15 @@ def localise(engine, sf, fen, depth, got, report, stats, path):
     return True
 
 
+def engine_rule_count(sf, fen, depth):
+    """The exact count under the engine's rule, from Stockfish's move lists and checks (no shortcuts)."""
+    if depth <= 3:
+        return Expected(sf, fen, depth).engine(depth)
+    root = Expected(sf, fen, 1)
+    total = sum(engine_rule_count(sf, root.child[m]["fen"], depth - 1) for m in root.moves)
+    return Expected.rule(total, root.moves, root.checkers)
+
+
 MALFORMED = [
     "", " ", "x", "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR",
     "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR x KQkq - 0 1",
@@ -615,6 +629,8 @@ def main():
     ap.add_argument("--stockfish", default=shutil.which("stockfish") or "/usr/games/stockfish")
     ap.add_argument("--positions", type=int, default=1000)
     ap.add_argument("--deep", type=int, default=100, help="positions also compared at depths 4 and 5")
+    ap.add_argument("--exact", type=int, default=20,
+                    help="positions compared at depth 4 with the exact engine-rule count (slow: whole tree)")
     ap.add_argument("--seed", type=int, default=1)
     ap.add_argument("--seeds-file", help="a movegen.tsv-like file whose first field is a FEN (extra seeds)")
     ap.add_argument("--no-console", action="store_true")
@@ -631,7 +647,8 @@ def main():
     rng = random.Random(args.seed)
     report = Report()
     stats = {k: 0 for k in ("perft_runs", "rule_differs", "console_positions", "moves_made", "quiet_checks",
-                            "quiet_checks_missed", "deep_runs", "deep_rule_explained", "order_differs")}
+                            "quiet_checks_missed", "deep_runs", "deep_rule_explained", "order_differs",
+                            "exact_runs", "exact_rule_differs")}
     features = {k: 0 for k in ("in_check", "double_check", "mate", "stalemate", "ep_legal", "ep_field",
                                "ep_field_no_capture", "castle_legal", "castle_rights_no_castle",
                                "promotion", "zero_subtree", "four_queens")}
@@ -697,6 +714,19 @@ def main():
             deep_check(engine, sf, sfen, d, report, stats)
     print("deep-checked %d positions and %d seeds at depths 4 and 5" % (len(deep), len(SEED_FENS)), flush=True)
 
+    # Stalemates inside the tree are likeliest with little material, so half the sample is the sparsest boards.
+    sparse = sorted(fens, key=lambda f: sum(ch.isalpha() for ch in f.split()[0]))[:args.exact // 2]
+    rest = [f for f in fens if f not in sparse]
+    exact = sparse + rng.sample(rest, min(args.exact - len(sparse), len(rest)))
+    for fen in exact:
+        want = engine_rule_count(sf, fen, 4)
+        got, rc, err = engine.perft(4, fen)
+        stats["exact_runs"] += 1
+        stats["exact_rule_differs"] += sf.divide(fen, 4)[1] != want
+        if got != want:
+            report.bug("perft 4 \"%s\": exact engine-rule count %d, ferrolune %s" % (fen, want, got))
+    print("exact engine-rule depth-4 counts for %d positions" % len(exact), flush=True)
+
     crashes = 0
     for fen in MALFORMED:
         got, rc, err = engine.perft(2, fen)
@@ -721,6 +751,8 @@ def main():
                                                 stats["quiet_checks_missed"], stats["order_differs"]))
     print("deep: %d runs, %d differences explained by the stalemate rule" %
           (stats["deep_runs"], stats["deep_rule_explained"]))
+    print("exact depth 4: %d runs, %d of them where the engine rule differs from the standard count" %
+          (stats["exact_runs"], stats["exact_rule_differs"]))
     print("malformed/odd FEN failures: %d" % crashes)
     print("stockfish calls %d, ferrolune runs %d, %.0f s" % (sf.calls, engine.calls, time.time() - t0))
     for n in report.notes[:20]:

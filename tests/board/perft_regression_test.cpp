@@ -62,6 +62,10 @@ constexpr PerftCase CASES[] = {
     {"8/7k/5N2/8/4R3/2P4P/7P/5K2 b - - 13 44", 5, 50619},  // stalemates inside the tree (standard 50497)
     {"6N1/1k2B2N/5R2/8/1P5p/5P1p/2Q4P/3RK3 b - - 2 39", 5, 75030},  // stalemates inside the tree (standard 74735)
     {"8/8/1k6/2b5/2pP4/8/5K2/8 b - d3 0 1", 5, 206379},  // en passant
+    {"k7/8/8/8/8/8/8/1QQQQK2 w - - 0 1", 5, 529142},  // queens against a bare king (standard 528908)
+    {"8/8/8/7k/8/QQQ5/QQQ5/QQQK4 w - - 0 1", 5, 536906},  // nine queens (standard 536123)
+    {"qqqk4/qqq5/qqq5/8/7K/8/8/8 b - - 0 1", 5, 536906},  // the same, Black to move
+    {"7k/PPPPPP2/8/8/8/8/pppppp2/K7 w - - 0 1", 5, 385663},  // promotion races, in check
 };
 
 TEST(PerftRegression, TrickyPositions) {
