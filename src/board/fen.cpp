@@ -129,14 +129,6 @@ bool ReadHalfmoveClock(const char* c, uint8_t& clock) {
     return true;
 }
 
-// The double-stepped pawn must stand in front of the en-passant square with both squares behind it
-// empty (side-to-move view), or a capture there would remove a piece that is not a pawn.
-bool EnPassantPossible(const Position& pos, int file) {
-    const Bitboard pawn = SquareBit(32 + file);
-    const Bitboard passed = SquareBit(40 + file) | SquareBit(48 + file);
-    return (Pawns(pos) & Opponent(pos) & pawn) && !(Occupied(pos) & passed);
-}
-
 bool ReplayMoves(SearchThread& context, const char* moves) {
     const char* c = moves;
     for (;;) {
@@ -250,7 +242,6 @@ int ParseFen(SearchThread& context, const char* fen, const char* moves) {
         pos.epFile = 8;
     } else {
         if (ep[0] < 'a' || ep[0] > 'h' || ep[1] != (blackToMove ? '3' : '6') || ep[2] != '\0') return 0;
-        if (!EnPassantPossible(pos, ep[0] - 'a')) return 0;
         pos.epFile = uint8_t(ep[0] - 'a');
     }
 

@@ -99,7 +99,7 @@ inline MoveEntry* AddCastle(MoveEntry* list, Move m) {
 }
 
 inline MoveEntry* EnPassantCaptures(const Position& pos, MoveEntry* list) {
-    if (pos.epFile >= 8) return list;
+    if (!EnPassantCapturable(pos)) return list;
     const int to = 40 + pos.epFile;
     for (Bitboard b = Pawns(pos) & pos.own & EpCapturers[pos.epFile]; b;) {
         list->move = MakeMoveCode(EN_PASSANT, PopLsb(b), to);

@@ -112,7 +112,7 @@ uint64_t LeafCount(const Position& pos) {
     count += PawnMoveCount(((freePawns & ~FILE_H) << 9) & opponent & target);
 
     // En passant removes two pieces from the king's lines: tested exactly as the legality test does.
-    if (pos.epFile < 8) {
+    if (EnPassantCapturable(pos)) {
         const int to = 40 + pos.epFile;
         const Bitboard toBit = SquareBit(to), captured = SquareBit(to - 8);
         for (Bitboard b = pawns & own & EpCapturers[pos.epFile]; b;) {

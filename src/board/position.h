@@ -76,6 +76,14 @@ constexpr int OwnKingSquare(const Position& p) {
     return k ? Lsb(k) : 0;
 }
 
+// A FEN may name an en-passant square that no double step produced: a capture there is generated only
+// when the opponent's pawn stands in front of it and the square itself is empty, so that making it always
+// removes a pawn.
+constexpr bool EnPassantCapturable(const Position& p) {
+    return p.epFile < 8 && (Pawns(p) & Opponent(p) & SquareBit(32 + p.epFile)) &&
+           !(Occupied(p) & SquareBit(40 + p.epFile));
+}
+
 uint64_t ComputeKey(Position& pos);
 void FlipPosition(Position& pos);
 Position* NewGame();

@@ -8,6 +8,7 @@
 #include "board/fen.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "board/perft.h"
 #include "search/search.h"
 #include "testdata.h"
 
@@ -82,7 +83,6 @@ TEST(Fen, RejectsMalformedFieldsKeepingWhatWasWritten) {
         "4k3/8/8/0/8/8/8/4K3 w - -", "4k3/8/8/8/8/8/8/4X3 w - -", "4k3/8/8/8/8/8/8/4K3 w",
         "4k3/8/8/8/8/8/8/4K3 w x -", "4k3/8/8/8/8/8/8/4K3 w -", "4k3/8/8/3pP3/8/8/8/4K3 w - d3",
         "4k3/8/8/3pP3/8/8/8/4K3 w - d9", "4k3/8/8/3pP3/8/8/8/4K3 w - i6", "4k3/8/8/3pP3/8/8/8/4K3 w - d6x",
-        "4k3/8/8/4P3/8/8/8/4K3 w - d6",  // no pawn made the double step
         "4k3/8/8/8/8/8/8/4K3 w - - -3 1",
         // Placements play cannot reach: kings missing or doubled, back-rank pawns, impossible promotions.
         "8/8/8/8/8/8/8/4K3 w - -", "4k3/8/8/8/8/8/8/3KK3 w - -", "4k2P/8/8/8/8/8/8/4K3 w - -",
@@ -152,4 +152,21 @@ TEST(Fen, BoardDrawing) {
     EXPECT_EQ(board[42 + 4 * 4 + 72 * (7 - 3)], 'P');
     EXPECT_EQ(board[42 + 4 * 4 + 72 * (7 - 1)], ' ');
     EXPECT_EQ(board.substr(614), "\n    A   B   C   D   E   F   G   H\n\n\n");
+}
+
+TEST(Fen, EnPassantSquareWithoutADoubleStepIsKeptButNeverCaptured) {
+    // The console's "n1" position names d6 although White's own pawn stands on d5.
+    Position* pos = LoadGame("3rk2r/ppp2ppp/8/3Pp3/8/8/PPP2PPP/R3K2R w KQk d6 12 1", nullptr);
+    ASSERT_NE(pos, nullptr);
+    EXPECT_EQ(pos->epFile, 3);
+    EXPECT_EQ(Fen(*pos), "3rk2r/ppp2ppp/8/3Pp3/8/8/PPP2PPP/R3K2R w KQk d6 ");
+    EXPECT_EQ(pos->key, ComputeKey(*pos));
+
+    // A pawn beside the named square could capture "en passant" only a piece that is no pawn.
+    pos = LoadGame("4k3/8/8/3nP3/8/8/8/4K3 w - d6", nullptr);
+    ASSERT_NE(pos, nullptr);
+    MoveEntry list[MOVELIST_SIZE];
+    for (MoveEntry* e = list, *end = GenerateAll(*pos, list); e != end; ++e) EXPECT_NE(MoveType(e->move), 41);
+    mainContext.current = pos;
+    EXPECT_EQ(Perft(1), 5u + 1u);  // king steps and e5-e6 only, through the fast last-ply count too
 }

@@ -92,6 +92,7 @@ TEST(ConsoleTranscript, TestPositionsSetTheBoard) {
         const char* fen;
     };
     const std::vector<Named> positions = {
+        {"n1", "3rk2r/ppp2ppp/8/3Pp3/8/8/PPP2PPP/R3K2R w KQk d6 "},
         {"p", "8/k7/3p4/p2P1p2/P2P1P2/8/8/K7 w - - "},
         {"bug", "6k1/7p/3p3b/2pN4/4p3/8/1Pn2PPP/4K2R w K - "},
         {"killer", "r3qrk1/pp2ppbp/6p1/1Np5/P7/2PP3P/1P2QPP1/R2R2K1 w - - "},
