@@ -8,8 +8,6 @@
 namespace {
 
 constexpr uint64_t SIDE_KEY = 0xEF943420618B4A08ull;
-constexpr Bitboard FILE_A = 0x0101010101010101ull;
-constexpr Bitboard FILE_H = 0x8080808080808080ull;
 
 // The side to move's view has its own rights in the low nibble.
 constexpr uint8_t OWN_QUEENSIDE = 0x01;

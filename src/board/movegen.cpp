@@ -5,13 +5,6 @@
 
 namespace {
 
-constexpr Bitboard RANK_2 = 0x000000000000FF00;
-constexpr Bitboard RANK_3 = 0x0000000000FF0000;
-constexpr Bitboard RANK_4 = 0x00000000FF000000;
-constexpr Bitboard RANK_7 = 0x00FF000000000000;
-constexpr Bitboard RANK_8 = 0xFF00000000000000;
-constexpr Bitboard FILE_A = 0x0101010101010101;
-constexpr Bitboard FILE_H = 0x8080808080808080;
 
 constexpr int E1 = 4, F1 = 5, G1 = 6, D1 = 3, C1 = 2, B1 = 1;
 constexpr int CAPTURE = 8, PROMOTION = 16, EN_PASSANT = 41;

@@ -12,11 +12,6 @@
 
 namespace {
 
-constexpr Bitboard RANK_1 = 0x00000000000000FF;
-constexpr Bitboard RANK_3 = 0x0000000000FF0000;
-constexpr Bitboard RANK_8 = 0xFF00000000000000;
-constexpr Bitboard FILE_A = 0x0101010101010101;
-constexpr Bitboard FILE_H = 0x8080808080808080;
 constexpr int B1 = 1, C1 = 2, D1 = 3, E1 = 4, F1 = 5, G1 = 6;
 
 // Squares from which an opponent pawn, moving down the board, attacks sq.

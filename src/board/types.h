@@ -43,6 +43,13 @@ constexpr int PopLsb(Bitboard& b) {
 // Mirrors the ranks: the board seen from the other side.
 constexpr Bitboard ByteSwap(Bitboard b) { return __builtin_bswap64(b); }
 
+constexpr Bitboard FILE_A = 0x0101010101010101ull;
+constexpr Bitboard FILE_H = 0x8080808080808080ull;
+constexpr Bitboard RANK_1 = 0xFFull;
+constexpr Bitboard RANK_3 = 0xFFull << 16;
+constexpr Bitboard RANK_7 = 0xFFull << 48;
+constexpr Bitboard RANK_8 = 0xFFull << 56;
+
 constexpr int FileOf(int sq) { return sq & 7; }
 constexpr int RankOf(int sq) { return sq >> 3; }
 

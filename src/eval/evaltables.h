@@ -20,11 +20,6 @@ constexpr bool OnBoard(int file, int rank) { return file >= 0 && file < 8 && ran
 constexpr Bitboard BitIfOnBoard(int file, int rank) { return OnBoard(file, rank) ? SquareBit(file + 8 * rank) : 0; }
 }  // namespace evaltables_detail
 
-constexpr Bitboard FILE_A = 0x0101010101010101ull;
-constexpr Bitboard FILE_H = 0x8080808080808080ull;
-constexpr Bitboard RANK_1 = 0xFFull;
-constexpr Bitboard RANK_7 = 0xFFull << 48;
-constexpr Bitboard RANK_8 = 0xFFull << 56;
 constexpr Bitboard LIGHT_SQUARES = 0x55AA55AA55AA55AAull;
 constexpr Bitboard LONG_DIAGONALS = 0x8040201008040201ull | 0x0102040810204080ull;
 // d4, e4, c5, d5, e5, f5, c6, d6, e6, f6.
