@@ -66,6 +66,7 @@ constexpr PerftCase CASES[] = {
     {"8/8/8/7k/8/QQQ5/QQQ5/QQQK4 w - - 0 1", 5, 536906},  // nine queens (standard 536123)
     {"qqqk4/qqq5/qqq5/8/7K/8/8/8 b - - 0 1", 5, 536906},  // the same, Black to move
     {"7k/PPPPPP2/8/8/8/8/pppppp2/K7 w - - 0 1", 5, 385663},  // promotion races, in check
+    {"R6R/3Q4/1Q4Q1/4Q3/2Q4Q/Q4Q2/pp1Q4/kBNN1KB1 w - - 0 1", 4, 85466},  // 218 moves (standard 85043)
 };
 
 TEST(PerftRegression, TrickyPositions) {
