@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <climits>
@@ -47,6 +48,13 @@ Relaxed<uint32_t> ponderMoveNumber;
 
 bool StartsWith(const std::string& line, const char* word) {
     return line.compare(0, std::strlen(word), word) == 0;
+}
+
+// Lines from Windows interfaces end in a carriage return; NUL bytes would cut the C texts.
+void CleanLine(std::string& line) {
+    while (!line.empty() && (line.back() == '\r' || line.back() == ' ' || line.back() == '\t')) line.pop_back();
+    for (char& c : line)
+        if (c == '\0') c = ' ';
 }
 
 // The main thread waits for the monitor to end before it goes on after a ponder or infinite search, so
@@ -184,7 +192,10 @@ bool ReadUciLine(std::string& line) {
             ssize_t n = ::read(0, inputBuffer, sizeof inputBuffer);
             if (n < 0 && errno == EINTR) continue;
             // A last line without its newline still counts.
-            if (n <= 0) return partial;
+            if (n <= 0) {
+                CleanLine(line);
+                return partial;
+            }
             inputStart = 0;
             inputEnd = size_t(n);
         }
@@ -196,11 +207,7 @@ bool ReadUciLine(std::string& line) {
         partial = true;
         if (newline) {
             ++inputStart;
-            // Lines from Windows interfaces end in a carriage return; NUL bytes would cut the C texts.
-            while (!line.empty() && (line.back() == '\r' || line.back() == ' ' || line.back() == '\t'))
-                line.pop_back();
-            for (char& c : line)
-                if (c == '\0') c = ' ';
+            CleanLine(line);
             return true;
         }
     }
