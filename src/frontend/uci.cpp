@@ -126,12 +126,19 @@ bool IsLegalMove(const Position& pos, Move m) {
     return false;
 }
 
-// The pawn tables are cleared by replacing them with fresh zeroed memory: writing zeros over 2 x 32 MB
-// of untouched pages would hold "readyok" back by a noticeable time.
+// Set by every search: the pawn tables may hold entries.
+bool pawnTablesUsed = false;
+
+// The pawn tables are cleared by replacing them with fresh zeroed memory, and only when a search has
+// used them: writing zeros over 2 x 32 MB of untouched pages would hold "readyok" back. They come first,
+// because the table clear hands its old pages back to the system on another thread, and new mappings
+// would wait for that.
 void ClearSearchTables() {
+    if (pawnTablesUsed)
+        for (int i = 1; i <= settings.threadCount; ++i)
+            AllocPawnHash(threadContexts[i - 1], settings.pawnHashEntries, settings.pawnHashSizeMB, false, i);
+    pawnTablesUsed = false;
     ClearHashTable();
-    for (int i = 1; i <= settings.threadCount; ++i)
-        AllocPawnHash(threadContexts[i - 1], settings.pawnHashEntries, settings.pawnHashSizeMB, false, i);
 }
 
 void GoCommand(const std::string& line) {
@@ -161,6 +168,7 @@ void GoCommand(const std::string& line) {
         timeControl.startTime = ClockMs();
         if (!infiniteSearch && !pondering) AllocateTime(timeControl, hashAge);
         searchRunning = 1;
+        pawnTablesUsed = true;
         ponderMoveNumber = uint8_t(hashAge + 1);  // SearchMain counts itself first
         // Started after the allocation: a "ponderhit" allocates the time itself.
         if (monitor) StartPonderMonitor(ProtocolMode);
