@@ -282,6 +282,13 @@ TEST(UciEndToEnd, AGameAsAnInterfacePlaysIt) {
     engine.Send("isready");
     EXPECT_EQ(engine.WaitFor("readyok", 5000), "readyok");
 
+    // An infinite search that ends by itself (here by the depth limit) still waits for "stop".
+    engine.Send("go infinite depth 3");
+    EXPECT_NE(engine.WaitFor("#DEBUG: end Think", 3000), "");
+    EXPECT_EQ(engine.WaitFor("bestmove ", 300), "");
+    engine.Send("stop");
+    EXPECT_NE(engine.WaitFor("bestmove ", 1000), "");
+
     engine.Send("quit");
     EXPECT_EQ(engine.WaitExit(5000), 0);
 }
