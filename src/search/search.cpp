@@ -16,7 +16,7 @@ SearchThread mainContext;
 
 Relaxed<uint32_t> searchStop;
 Relaxed<uint32_t> iterationAbort;
-Relaxed<uint64_t> nodeCount;
+NodeCounter nodeCount;
 
 namespace {
 

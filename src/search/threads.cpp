@@ -74,6 +74,7 @@ uint64_t RunIteration(SearchThread& main) {
 
 void tSearch(SearchThread* thread) {
     SearchThread& t = *thread;
+    NodeCounter::UseSlot(t.threadId);
     uint64_t& record = threadResults[t.threadId - 1];
     PvLine line;
     std::memset(&line, 0, sizeof line);
