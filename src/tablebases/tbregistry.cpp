@@ -255,7 +255,9 @@ void RegisterTable(const char* name) {
 void InitTablebases(const char* dtzPath, const char* wdlPath) {
     dtzDirectory[0] = wdlDirectory[0] = 0;
     // A directory that does not fit is refused whole rather than shortened into another directory.
-    if (!(SetDirectory(dtzDirectory, dtzPath) & SetDirectory(wdlDirectory, wdlPath)))
+    const bool dtzFits = SetDirectory(dtzDirectory, dtzPath);
+    const bool wdlFits = SetDirectory(wdlDirectory, wdlPath);
+    if (!dtzFits || !wdlFits)
         fputs("Tablebase path longer than 127 characters ignored.\n", stdout);
 
     // A second initialisation starts from an empty registry; no search runs meanwhile.
