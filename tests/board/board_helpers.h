@@ -19,27 +19,3 @@ inline Position* LoadGame(const char* fen, const char* moves = nullptr) {
     EXPECT_EQ(1, ParseFen(mainContext, fen, moves)) << fen;
     return mainContext.current;
 }
-
-struct MovegenCase {
-    std::string fen;
-    std::vector<std::string> moves;  // legal moves, sorted
-};
-
-inline std::vector<MovegenCase> ReadMovegenCases(const std::filesystem::path& path) {
-    std::vector<MovegenCase> cases;
-    std::ifstream in(path);
-    std::string line;
-    while (std::getline(in, line)) {
-        std::vector<std::string> fields;
-        std::stringstream ss(line);
-        std::string field;
-        while (std::getline(ss, field, '\t')) fields.push_back(field);
-        if (fields.size() < 3) continue;
-        MovegenCase c{fields[0], {}};
-        std::stringstream ms(fields[2]);
-        std::string move;
-        while (ms >> move) c.moves.push_back(move);
-        cases.push_back(c);
-    }
-    return cases;
-}

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "board/board_helpers.h"
+#include "board/movegen_cases.h"
 #include "board/fen.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
@@ -31,7 +32,7 @@ bool RightsBacked(const Position& p) {
 TEST(MakeMove, IncrementalStateMatchesRecomputationOverRandomPlayouts) {
     REQUIRE_SHARED_FILE(path, "testdata/movegen.tsv");
     uint64_t seed = 0x9E3779B97F4A7C15ull;
-    for (const MovegenCase& c : ReadMovegenCases(path)) {
+    for (const MovegenRecord& c : ReadMovegenRecords(path)) {
         Position* pos = LoadGame(c.fen.c_str());
         for (int ply = 0; ply < 40; ++ply) {
             MoveEntry list[MOVELIST_SIZE];

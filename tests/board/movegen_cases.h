@@ -37,6 +37,13 @@ inline std::vector<MovegenRecord> ReadMovegenRecords(const std::filesystem::path
     return cases;
 }
 
+inline std::vector<std::string> SplitMoves(const std::string& moves) {
+    std::vector<std::string> list;
+    std::stringstream split(moves);
+    for (std::string move; split >> move;) list.push_back(move);
+    return list;
+}
+
 // Fresh game stack holding the position; returns the record at current.
 inline Position& LoadFen(const std::string& fen) {
     mainContext.current = NewGame();

@@ -38,9 +38,13 @@ TEST(PawnStructure, ScoresPassedSetAndHealthyCount) {
     EXPECT_EQ(trace[TRACE_DISTORTION], -22);
     EXPECT_EQ(trace[TRACE_DISPERSION], -43);
 
-    // A pawn on rank 7 is passed even with an enemy pawn straight ahead of it.
+    // A pawn on rank 7 is passed even with an enemy pawn straight ahead of it. No FEN is accepted with
+    // a pawn on the last rank, so the enemy pawn is put on e8 by hand.
     int16_t seventh[TRACE_CELLS] = {};
-    PawnStructure advanced = PawnsOf("4p3/4P3/8/8/8/8/8/k6K w - - 0 1", seventh);
+    auto thread = NewTestThread();
+    ASSERT_TRUE(SetupFen(*thread, "8/4P3/8/8/8/8/8/k6K w - - 0 1"));
+    thread->current->plane1 |= SquareBit(60);
+    PawnStructure advanced = ComputePawnStructure<true>(*thread->current, seventh);
     EXPECT_EQ(advanced.passed, SquareBit(52));
     EXPECT_EQ(seventh[TRACE_PAWN_MATERIAL], 100);
     EXPECT_EQ(seventh[TRACE_PAWN_PST], 100);
