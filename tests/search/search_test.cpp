@@ -2,12 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <string>
-
 #include "board/fen.h"
-#include "board/makemove.h"
-#include "board/movegen.h"
 #include "eval/evaluate.h"
 #include "frontend/config.h"
 #include "search/ordering.h"
@@ -20,12 +15,6 @@
 namespace {
 
 const char* const BACK_RANK = "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1";
-
-struct RootResult {
-    Move move;
-    int score;
-    std::string text;
-};
 
 class SearchTest : public testing::Test {
 protected:
@@ -50,48 +39,27 @@ protected:
         EXPECT_EQ(ParseFen(t, fen, nullptr), 1) << fen;
         return t;
     }
-    // Iterative deepening over the legal root moves on one thread, full window, last list entry first.
-    static RootResult SearchFixedDepth(const char* fen, int depth) {
+    // Iterative deepening at ply 0, full window; the score of the last depth and the first move of its line.
+    static int Deepen(const char* fen, int depth, Move& best) {
         SearchThread& t = Load(fen);
-        Position* root = t.current;
-        MoveEntry list[MOVELIST_SIZE];
-        MoveEntry* end = GenerateLegal(*root, list);
-        RootResult result{0, -30000, ""};
+        int score = 0;
         for (int d = 1; d <= depth; ++d) {
-            int alpha = -30000;
-            Move best = 0;
-            for (MoveEntry* entry = end - 1; entry >= list; --entry) {
-                PvLine line{};
-                t.current = MakeMove(root, entry->move);
-                const int v = -AlphaBeta(t, int16_t(d - 1), 1, -30000, int16_t(-alpha), 0, line);
-                t.current = root;
-                if (v > alpha) alpha = v, best = entry->move;
-            }
-            result.move = best;
-            result.score = alpha;
+            PvLine pv{};
+            score = AlphaBeta(t, int16_t(d), 0, -30000, 30000, 0, pv);
+            best = pv.moves[0];
         }
-        char text[MOVE_TEXT_SIZE];
-        MoveToText(text, result.move, int(root->side));
-        result.text = text;
-        return result;
+        EXPECT_EQ(t.current, &t.positionStack[0]) << "the search steps back to its node";
+        return score;
     }
 };
 
 TEST_F(SearchTest, MatesAreFoundWithTheirDistance) {
-    const RootResult backRank = SearchFixedDepth(BACK_RANK, 3);
-    EXPECT_EQ(backRank.score, 19999);
-    EXPECT_EQ(backRank.text, "a1a8");
-    // Mate in six (no mate in five exists); found once nine plies fit under the reductions.
-    const RootResult m5 = SearchFixedDepth("8/RP6/2k5/8/8/6P1/7P/7K w - - 1 62", 10);
-    EXPECT_EQ(m5.score, 19989);
-    EXPECT_EQ(m5.text, "b7b8q");
-
-    // From ply 0 the node's own line starts with the mating move.
-    SearchThread& t = Load(BACK_RANK);
-    PvLine pv{};
-    EXPECT_EQ(AlphaBeta(t, 2, 0, -30000, 30000, 0, pv), 19999);
-    EXPECT_EQ(pv.moves[0], TextToMove(*t.current, "a1a8"));
-    EXPECT_EQ(t.current, &t.positionStack[0]) << "the search steps back to its node";
+    Move best = 0;
+    EXPECT_EQ(Deepen(BACK_RANK, 3, best), 19999);
+    EXPECT_EQ(best, TextToMove(*Thread().current, "a1a8"));
+    // Mate in six (no mate in five exists), at a depth where the mating line fits under the reductions.
+    EXPECT_EQ(Deepen("8/RP6/2k5/8/8/6P1/7P/7K w - - 1 62", 12, best), 19989);
+    EXPECT_EQ(best, TextToMove(*Thread().current, "b7b8q"));
 }
 
 TEST_F(SearchTest, MateStalemateAndDrawRules) {

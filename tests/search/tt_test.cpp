@@ -128,30 +128,6 @@ TEST_F(TranspositionTableTest, LastBucketClearAndStoppedSearches) {
     EXPECT_EQ(Probe(1), HashMiss);
 }
 
-TEST_F(TranspositionTableTest, ConsoleCommandTexts) {
-    testing::internal::CaptureStdout();
-    PrintHashRecordSize();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Hash record size: 16 byte  (128 bit)\nHash Data   size:  8 byte  ( 64 bit)\n");
-
-    testing::internal::CaptureStdout();
-    ProbeTestRecord(At(0));
-    StoreTestRecord(At(0), 258);
-    ProbeTestRecord(At(0));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Hash Probe KOStored with aging: 2\nHash Probe OK");
-    EXPECT_EQ(hashAge, 2);
-
-    const std::string rangeError =
-        "Error: insert a number between 4 and 8192 \n"
-        "tellusererror Error (size out of bound): Insert size between 4 and 8192\n";
-    testing::internal::CaptureStdout();
-    ResizeHashTable(0);
-    ResizeHashTable(8193);
-    ResizeHashTable(2);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), rangeError + rangeError + "Allocated 2 MB for the Hash Table\n");
-    EXPECT_EQ(transpositionTable.entries, uint64_t(1) << 20);
-}
-
 TEST(TranspositionTableDump, WritesEveryAddressableRecord) {
     const std::filesystem::path previous = std::filesystem::current_path();
     const std::filesystem::path dir = std::filesystem::temp_directory_path() / "ferrolune_tt_dump_test";
