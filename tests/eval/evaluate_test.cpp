@@ -60,9 +60,8 @@ TEST(Evaluate, PieceTermsInThinnedPositions) {
     EXPECT_EQ(term("4k3/pp3ppp/8/3N4/4P3/8/8/4K3 w - - 0 1", TRACE_KNIGHT_OUTPOST), 30);
     EXPECT_EQ(term("4k3/pp3ppp/8/4N3/3P4/8/8/4K3 w - - 0 1", TRACE_KNIGHT_OUTPOST), 0);
 
-    // Rooks: shut in by the king, on the seventh, behind or in front of their own passed pawn.
+    // Rooks: shut in by the king, behind or in front of their own passed pawn.
     EXPECT_EQ(term("6k1/5ppp/8/8/8/8/5PPP/6KR w - - 0 1", TRACE_ROOK_TRAPPED), -30);
-    EXPECT_EQ(term("6k1/R4ppp/8/8/8/8/6PP/6K1 w - - 0 1", TRACE_SEVENTH_RANK), 20);
     EXPECT_EQ(term("R5k1/8/8/8/P7/8/8/6K1 w - - 0 1", TRACE_TARRASCH), -25);
     EXPECT_EQ(term("6k1/8/8/8/P7/8/8/R5K1 w - - 0 1", TRACE_TARRASCH), 0);
 

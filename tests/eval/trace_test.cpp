@@ -53,15 +53,4 @@ TEST(EvalTrace, ScoreCommandPrintsTheFilledTableAndTheScore) {
     EXPECT_EQ(lines[5], "| Material      |   800|   600|   650|  1000|   975|     .|");
     EXPECT_EQ(TraceRowTotals(EvalTrace[0]).column[0] - EvalTrace[0][TRACE_KING_SHIELD], 785);
     EXPECT_EQ(TraceRowTotals(EvalTrace[1]).column[0] - EvalTrace[1][TRACE_KING_SHIELD], 813);
-    // The outpost cells are shown but left out of the totals, as are the two king-safety counters.
-    int16_t row[TRACE_CELLS] = {};
-    row[TRACE_KNIGHT_OUTPOST] = 40;
-    row[TRACE_ATTACK_WEIGHT] = 9;
-    row[TRACE_ATTACKER_COUNT] = 2;
-    row[TRACE_KNIGHT_MOBILITY] = -4;
-    row[TRACE_KING_SAFETY] = 7;
-    const TraceTotals totals = TraceRowTotals(row);
-    EXPECT_EQ(totals.column[1], -4);
-    EXPECT_EQ(totals.column[5], 7);
-    EXPECT_EQ(totals.all, 3);
 }

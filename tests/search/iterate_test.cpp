@@ -61,29 +61,18 @@ protected:
         MoveEntry* end = GenerateLegal(*mainContext.current, list);
         return std::any_of(list, end, [m](const MoveEntry& e) { return e.move == m; });
     }
-    static std::string Text(Move m, int side) {
-        char text[MOVE_TEXT_SIZE];
-        MoveToText(text, m, side);
-        return text;
-    }
 };
 
 TEST_F(SearchDriver, SingleLegalMoveAndDepthLimit) {
     // Only h1h2: the rook holds the g-file. One line at depth 0, nothing searched.
     SetPosition("6r1/8/8/8/8/8/8/k6K w - - 0 1");
-    winnerSelDepth = 0;  // the line reports the last iteration's selective depth, and none ran
     std::string out;
-    EXPECT_EQ(Text(ResultMove(Search(out)), 0), "h1h2");
+    EXPECT_EQ(ResultMove(Search(out)), TextToMove(*mainContext.current, "h1h2"));
     EXPECT_EQ(out.rfind(" 0      0 ", 0), 0u) << out;
     EXPECT_EQ(out.find('\n'), out.size() - 1) << out;
     EXPECT_NE(out.find("          0 h1h2 \n"), std::string::npos) << out;
-    ProtocolMode = MODE_UCI;
-    Search(out);
-    EXPECT_EQ(out.rfind("info depth  0 seldepth  0 score cp      0 nodes          0 time ", 0), 0u) << out;
-    EXPECT_NE(out.find(" nps 0 pv h1h2 \n"), std::string::npos) << out;
 
     // maxDepth 2: lines for depths 1 and 2 only (re-searches repeat a depth).
-    ProtocolMode = MODE_CONSOLE;
     SetPosition(START);
     settings.maxDepth = 2;
     EXPECT_TRUE(IsRootMove(ResultMove(Search(out))));
@@ -151,17 +140,14 @@ TEST_F(SearchDriver, SeveralThreadsGiveALegalMoveAndFindTheMate) {
     settings.maxDepth = 5;
     for (int threads : {2, 4}) {
         settings.threadCount = uint8_t(threads);
-        for (const char* fen : {KIWIPETE, "8/k7/3p4/p2P1p2/P2P1P2/8/8/K7 w - - 0 1"}) {
-            SetPosition(fen);
-            std::string out;
-            EXPECT_TRUE(IsRootMove(ResultMove(Search(out)))) << fen << " threads " << threads;
-            EXPECT_TRUE(winnerThread >= 1 && winnerThread <= threads);
-        }
+        SetPosition(KIWIPETE);
+        std::string out;
+        EXPECT_TRUE(IsRootMove(ResultMove(Search(out)))) << "threads " << threads;
+        EXPECT_TRUE(winnerThread >= 1 && winnerThread <= threads);
         // The back-rank mate is found and announced whichever thread wins.
         SetPosition("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
-        std::string out;
         uint64_t result = Search(out);
-        EXPECT_EQ(Text(ResultMove(result), 0), "a1a8");
+        EXPECT_EQ(ResultMove(result), TextToMove(*mainContext.current, "a1a8"));
         EXPECT_EQ(ResultScore(result), 19999);
         EXPECT_NE(out.find("Mate in 1 \n"), std::string::npos) << out;
     }

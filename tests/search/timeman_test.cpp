@@ -24,13 +24,12 @@ TEST(AllocateTime, DivisorAndAllotment) {
     } cases[] = {
         {Clocks(30000, 30000), 30, 20, 1500},
         {Clocks(30000, 20000), 30, 15, 2000},
-        {Clocks(6000, 6000, 0, 10), 30, 0, 600},
         // The last move before the control takes the whole clock; the increment would leave too little.
         {Clocks(6000, 6000, 300, 1), 30, 0, 6000},
         // 1500 with an increment of 200 is still a fast game; one more is not.
         {Clocks(1500, 1500, 200), 30, 25, 60 + 200},
         {Clocks(1501, 1501, 200), 30, 20, 75 + 200},
-        {Clocks(30000, 30000), 20, 35, 857},
+        {Clocks(30000, 30000), 20, 35, 857},  // still the opening
         // SuddenDeath 10 with MoreTime 15 would divide by -5.
         {TimeControl{10, 15, 5, 5, 15, 720000, 0, 0, 30000, 20000, 720000, 0, 0}, 30, 1, 30000},
     };
