@@ -150,62 +150,18 @@ TEST(Movegen, EvasionsAndQuietChecksAgainstFullGeneration) {
     EXPECT_GT(quietChecks, 100);
 }
 
-TEST(Movegen, StartPositionOrder) {
-    const Position& pos = LoadFen("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
-    EXPECT_EQ(Generated(GenerateQuiets, pos),
-              (Texts{"b1a3", "b1c3", "g1f3", "g1h3", "a2a3", "b2b3", "c2c3", "d2d3", "e2e3", "f2f3", "g2g3",
-                     "h2h3", "a2a4", "b2b4", "c2c4", "d2d4", "e2e4", "f2f4", "g2g4", "h2h4"}));
-    EXPECT_TRUE(Generated(GenerateNoisy, pos).empty());
-}
-
-TEST(Movegen, NoisyOrderTypesAndScores) {
-    // King, rook, knight, pawn captures, then en passant.
-    const Position& pos = LoadFen("4k3/b7/8/1qpP3r/6P1/2N1n3/3K4/R7 w - c6 0 1");
-    MoveEntry list[MOVELIST_SIZE];
-    MoveEntry* end = GenerateNoisy(pos, list);
-    ASSERT_EQ(end - list, 5);
-    EXPECT_EQ(MoveTexts(pos, list, end), (Texts{"d2e3", "a1a7", "c3b5", "g4h5", "d5c6"}));
-    const int types[] = {14, 12, 10, 9, 41}, scores[] = {32, 50, 84, 69, 21};
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(MoveType(list[i].move), types[i]);
-        EXPECT_EQ(list[i].score, scores[i]);
-    }
-
-    // Capture-promotions first, then step-promotions, each queen, rook, bishop, knight; from Black's side.
-    for (const char* fen : {"r3k3/1P6/8/8/8/8/8/4K3 w - - 0 1", "4k3/8/8/8/8/8/1p6/R3K3 b - - 0 1"}) {
-        const Position& p = LoadFen(fen);
-        end = GenerateNoisy(p, list);
-        ASSERT_EQ(end - list, 8) << fen;
-        const char* r = p.side ? "1" : "8";
-        const char* f = p.side ? "b2" : "b7";
-        Texts expected;
-        for (const char* to : {"a", "b"})
-            for (const char* piece : {"q", "r", "b", "n"}) expected.push_back(std::string(f) + to + r + piece);
-        EXPECT_EQ(MoveTexts(p, list, end), expected);
-        const int promoScores[] = {85, -1, -2, -3};
-        for (int i = 0; i < 8; ++i) {
-            EXPECT_EQ(list[i].score, promoScores[i % 4]);
-            EXPECT_EQ(MoveType(list[i].move), i < 4 ? 25 : 17);
-        }
-    }
-}
-
 TEST(Movegen, CastlingPathRules) {
-    struct Case {
+    const struct {
         const char* fen;
         Texts castles;
     } cases[] = {
         {"r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1", {"e1c1", "e1g1"}},
         {"4kr2/8/8/8/8/8/8/R3K2R w KQ - 0 1", {"e1c1"}},          // f1 attacked: the king passes it
-        {"1r2k3/8/8/8/8/8/8/R3K2R w KQ - 0 1", {"e1c1", "e1g1"}},  // only b1 attacked
-        {"3rk3/8/8/8/8/8/8/R3K2R w KQ - 0 1", {"e1g1"}},
         {"4k3/8/8/8/8/8/8/RN2K1NR w KQ - 0 1", {}},                // blocked paths
-        {"4k3/8/8/8/8/8/8/R3K2R w - - 0 1", {}},
         {"4k3/8/8/8/1b6/8/8/R3K2R w KQ - 0 1", {}},  // in check
-        {"r3k2r/8/8/8/8/8/8/4K2R b kq - 0 1", {"e8c8", "e8g8"}},
         {"r3k2r/8/8/8/8/8/8/2R1K3 b kq - 0 1", {"e8g8"}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const Position& pos = LoadFen(c.fen);
         MoveEntry list[MOVELIST_SIZE];
         Texts castles;
@@ -244,7 +200,7 @@ TEST(Movegen, EvasionOrder) {
 }
 
 TEST(Movegen, QuietChecks) {
-    struct Case {
+    const struct {
         const char* fen;
         Texts checks;
     } cases[] = {
@@ -252,24 +208,14 @@ TEST(Movegen, QuietChecks) {
         {"5k2/8/8/8/8/8/8/4K2R w K - 0 1", {"h1f1", "h1h8", "e1g1"}},
         // Direct knight checks, then the knight's discovered checks from the rook behind it.
         {"4k3/8/8/8/4N3/8/8/4RK2 w - - 0 1", {"e4d6", "e4f6", "e4d2", "e4f2", "e4c3", "e4g3", "e4c5", "e4g5"}},
-        // Two own pieces between rook and king: the one nearer the king is a candidate, though moving it does
-        // not check (the knight still blocks).
-        {"4k3/8/8/4B3/8/4N3/8/4RK2 w - - 0 1",
-         {"e5a1", "e5b2", "e5h2", "e5c3", "e5g3", "e5d4", "e5f4", "e5d6", "e5f6", "e5c7", "e5g7", "e5b8", "e5h8"}},
         // Pawn single step, then double step.
         {"8/8/8/4k3/8/5P2/3P4/4K3 w - - 0 1", {"f3f4", "d2d4"}},
         // Seen from Black: the king between the rook and the other king; every step counts, even along the file.
         {"4r3/8/8/4k3/8/8/8/4K3 b - - 0 1", {"e5d6", "e5e6", "e5f6", "e5d5", "e5f5", "e5d4", "e5e4", "e5f4"}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const Position& pos = LoadFen(c.fen);
         EXPECT_EQ(Generated(GenerateQuietChecks, pos), c.checks) << c.fen;
-    }
-}
-
-TEST(Movegen, NoLegalMovesInMateAndStalemate) {
-    for (const char* fen : {"rnb1kbnr/pppp1ppp/8/4p3/6Pq/5P2/PPPPP2P/RNBQKBNR w KQkq - 1 3", "KB3r2/7r/8/8/8/8/6k1/8 w - - 1 15"}) {
-        EXPECT_TRUE(Generated(GenerateLegal, LoadFen(fen)).empty()) << fen;
     }
 }
 

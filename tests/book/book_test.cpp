@@ -69,45 +69,25 @@ std::vector<std::string> JsonLines(const std::string& line) {
 
 }  // namespace
 
-TEST(BookKey, PublishedKeysOfTheFormat) {
-    EXPECT_EQ(Random64[0], 0x9D39247E33776D41ull);
+// Published keys of the format; the reference listings below check many more.
+TEST(BookKey, EnPassantCountsOnlyWithACapturerBesideTheFileOnItsFifthRank) {
     EXPECT_EQ(Random64[780], 0xF8D626AAAF278509ull);
-
-    EXPECT_EQ(BookKey(START_FEN), 0x463B96181691FC9Cull);
-    // No black pawn beside e3: the en-passant file is left out.
     EXPECT_EQ(BookKey("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1"), 0x823C9B50FD114196ull);
-    EXPECT_EQ(BookKey("rnbqkbnr/ppp1pppp/8/3p4/4P3/8/PPPP1PPP/RNBQKBNR w KQkq d6 0 2"), 0x0756B94461C50FB0ull);
-    EXPECT_EQ(BookKey("rnbqkbnr/ppp1pppp/8/3pP3/8/8/PPPP1PPP/RNBQKBNR b KQkq - 0 2"), 0x662FAFB965DB29D4ull);
-    // The white pawn on e5 can take on f6: the en-passant file counts.
     EXPECT_EQ(BookKey("rnbqkbnr/ppp1p1pp/8/3pPp2/8/8/PPPP1PPP/RNBQKBNR w KQkq f6 0 3"), 0x22A48B5A8E47FF78ull);
-    EXPECT_EQ(BookKey("rnbqkbnr/ppp1p1pp/8/3pPp2/8/8/PPPPKPPP/RNBQ1BNR b kq - 0 3"), 0x652A607CA3F242C1ull);
-    EXPECT_EQ(BookKey("rnbq1bnr/ppp1pkpp/8/3pPp2/8/8/PPPPKPPP/RNBQ1BNR w - - 0 4"), 0x00FDD303C946BDD9ull);
-    EXPECT_EQ(BookKey("rnbqkbnr/p1pppppp/8/8/PpP4P/8/1P1PPPP1/RNBQKBNR b KQkq c3 0 3"), 0x3C8123EA7B067637ull);
-    EXPECT_EQ(BookKey("rnbqkbnr/p1pppppp/8/8/P6P/R1p5/1P1PPPP1/1NBQKBNR b Kkq - 0 4"), 0x5C3F9B829B279560ull);
-}
-
-TEST(BookKey, EnPassantLooksOnlyBesideTheFileOnTheRightRank) {
+    const auto epEntry = [](const char* withEp, const char* without) { return BookKey(withEp) ^ BookKey(without); };
     // Files a and h have one neighbour; a pawn across the board edge must not count.
-    EXPECT_EQ(BookKey("4k3/8/8/p7/7P/8/8/4K3 w - a6 0 1"), BookKey("4k3/8/8/p7/7P/8/8/4K3 w - - 0 1"));
-    EXPECT_EQ(BookKey("4k3/8/P7/7p/8/8/8/4K3 w - h6 0 1"), BookKey("4k3/8/P7/7p/8/8/8/4K3 w - - 0 1"));
-    EXPECT_EQ(BookKey("4k3/8/8/pP6/8/8/8/4K3 w - a6 0 1"),
-              BookKey("4k3/8/8/pP6/8/8/8/4K3 w - - 0 1") ^ Random64[772]);
-    EXPECT_EQ(BookKey("4k3/8/8/8/6Pp/8/8/4K3 b - g3 0 1"),
-              BookKey("4k3/8/8/8/6Pp/8/8/4K3 b - - 0 1") ^ Random64[772 + 6]);
+    EXPECT_EQ(epEntry("4k3/8/8/p7/7P/8/8/4K3 w - a6 0 1", "4k3/8/8/p7/7P/8/8/4K3 w - - 0 1"), 0u);
+    EXPECT_EQ(epEntry("4k3/8/8/8/6Pp/8/8/4K3 b - g3 0 1", "4k3/8/8/8/6Pp/8/8/4K3 b - - 0 1"), Random64[772 + 6]);
     // Two capturers XOR the entry once; the rank digit of the field is not read.
-    EXPECT_EQ(BookKey("4k3/8/8/2PpP3/8/8/8/4K3 w - d6 0 1"),
-              BookKey("4k3/8/8/2PpP3/8/8/8/4K3 w - d3 0 1"));
-    EXPECT_EQ(BookKey("4k3/8/8/2PpP3/8/8/8/4K3 w - d6 0 1"),
-              BookKey("4k3/8/8/2PpP3/8/8/8/4K3 w - - 0 1") ^ Random64[772 + 3]);
+    EXPECT_EQ(epEntry("4k3/8/8/2PpP3/8/8/8/4K3 w - d3 0 1", "4k3/8/8/2PpP3/8/8/8/4K3 w - - 0 1"), Random64[772 + 3]);
     // The capturer must be of the side to move and on its fifth rank.
-    EXPECT_EQ(BookKey("4k3/8/8/8/2pP4/8/8/4K3 w - d3 0 1"), BookKey("4k3/8/8/8/2pP4/8/8/4K3 w - - 0 1"));
+    EXPECT_EQ(epEntry("4k3/8/8/8/2pP4/8/8/4K3 w - d3 0 1", "4k3/8/8/8/2pP4/8/8/4K3 w - - 0 1"), 0u);
 }
 
 TEST(BookMoveText, CastlingRewriteAndPromotion) {
     char text[6];
-    const char* const cases[][2] = {{"e1h1", "e1g1"}, {"e1a1", "e1c1"}, {"e8h8", "e8g8"}, {"e8a8", "e8c8"},
-                                    {"e2e4", "e2e4"}, {"h1e1", "h1e1"}, {"e7e8q", "e7e8q"}, {"a2a1n", "a2a1n"},
-                                    {"b7c8r", "b7c8r"}, {"g2h1b", "g2h1b"}};
+    const char* const cases[][2] = {
+        {"e1h1", "e1g1"}, {"e8a8", "e8c8"}, {"h1e1", "h1e1"}, {"e7e8q", "e7e8q"}, {"a2a1n", "a2a1n"}};
     for (const auto& c : cases) {
         BookMoveText(text, MoveField(c[0]));
         EXPECT_STREQ(text, c[1]) << c[0];
@@ -116,7 +96,6 @@ TEST(BookMoveText, CastlingRewriteAndPromotion) {
 
 TEST(BookLookup, SearchEdgesAndEntryLimit) {
     const uint64_t key = BookKey(START_FEN);
-    const char* e4 = "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1";
 
     // The key at index 0: the search must reach the first entry. Weights give shares in file order.
     auto first = WriteBook("first", {{key, MoveField("e2e4"), 2, 0}, {key, MoveField("d2d4"), 1, 7},
@@ -156,9 +135,6 @@ TEST(BookLookup, SearchEdgesAndEntryLimit) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(BookPick(overfull.c_str(), move, START_FEN), 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "#DEBUG: Too many moves in this position (max=100)\n");
-
-    // Another position of the same file is unaffected.
-    EXPECT_EQ(ListOutput(first, e4), std::to_string(BookKey(e4)) + ": No such key\n");
 
     for (auto& p : {first, below, gap, overfull}) std::filesystem::remove(p);
 }

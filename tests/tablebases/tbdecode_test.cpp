@@ -18,43 +18,28 @@ bool InTriangle(int sq) { return FileOf(sq) <= 3 && RankOf(sq) <= FileOf(sq); }
 
 }  // namespace
 
-// Every placement of three distinct leading pieces lands in the 31332 indices, and every index is used; the
-// first square is always folded into the triangle a1-d1-d4.
-TEST(TablebaseDecode, ThreeLeadingPiecesCoverTheIndexRangeExactly) {
+// Every placement of the leading pieces lands in the index range and every index is used: three distinct
+// pieces (the first folded into the triangle a1-d1-d4) give 31332, a pair of kings apart gives 462.
+TEST(TablebaseDecode, LeadingPiecesCoverTheIndexRangeExactly) {
     InitIndexTables();
-    TableEntry& e = PawnlessEntry(3, 0);
-    const uint8_t norm[TBPIECES] = {3};
     const int32_t factor[TBPIECES] = {1};
-    std::vector<bool> used(31332);
-    for (int a = 0; a < 64; ++a)
-        for (int b = 0; b < 64; ++b)
-            for (int c = 0; c < 64; ++c) {
-                if (a == b || a == c || b == c) continue;
-                int sq[TBPIECES] = {a, b, c};
-                uint64_t idx = EncodePiece(e, norm, sq, factor);
-                ASSERT_LT(idx, 31332u) << a << " " << b << " " << c;
-                ASSERT_TRUE(InTriangle(sq[0]));
-                used[idx] = true;
-            }
-    for (size_t i = 0; i < used.size(); ++i) ASSERT_TRUE(used[i]) << i;
-}
-
-TEST(TablebaseDecode, KingPairsCoverTheIndexRangeExactly) {
-    InitIndexTables();
-    TableEntry& e = PawnlessEntry(2, 2);
-    const uint8_t norm[TBPIECES] = {2};
-    const int32_t factor[TBPIECES] = {1};
-    std::vector<bool> used(462);
-    for (int a = 0; a < 64; ++a)
-        for (int b = 0; b < 64; ++b) {
-            if (std::abs(FileOf(a) - FileOf(b)) <= 1 && std::abs(RankOf(a) - RankOf(b)) <= 1) continue;
-            int sq[TBPIECES] = {a, b};
-            uint64_t idx = EncodePiece(e, norm, sq, factor);
-            ASSERT_LT(idx, 462u);
-            used[idx] = true;
-        }
-    for (size_t i = 0; i < used.size(); ++i) ASSERT_TRUE(used[i]) << i;
-
+    for (int num : {2, 3}) {
+        TableEntry& e = PawnlessEntry(num, num == 3 ? 0 : 2);
+        const uint8_t norm[TBPIECES] = {uint8_t(num)};
+        std::vector<bool> used(num == 3 ? 31332 : 462);
+        for (int a = 0; a < 64; ++a)
+            for (int b = 0; b < 64; ++b)
+                for (int c = 0; c < (num == 3 ? 64 : 1); ++c) {
+                    const bool adjacent = std::abs(FileOf(a) - FileOf(b)) <= 1 && std::abs(RankOf(a) - RankOf(b)) <= 1;
+                    if (a == b || (num == 3 && (a == c || b == c)) || (num == 2 && adjacent)) continue;
+                    int sq[TBPIECES] = {a, b, c};
+                    const uint64_t idx = EncodePiece(e, norm, sq, factor);
+                    ASSERT_LT(idx, used.size()) << a << " " << b << " " << c;
+                    ASSERT_TRUE(num == 2 || InTriangle(sq[0]));
+                    used[idx] = true;
+                }
+        for (size_t i = 0; i < used.size(); ++i) ASSERT_TRUE(used[i]) << num << " " << i;
+    }
 }
 
 TEST(TablebaseDecode, LeadingPawnChoosesTheFileGroupAndIsMirroredToTheQueenside) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <utility>
 #include <vector>
 
 #include "tablebases/tb_test_util.h"
@@ -53,24 +54,18 @@ TEST(TablebaseRegistry, RegistrationReadsOnlyTheNameOfAnExistingWdlFile) {
     TableEntry* e = EntryOf("KRvK");
     ASSERT_NE(e, nullptr);
     EXPECT_EQ(EntryOf("KvKR"), e);
-    EXPECT_EQ(e->num, 3);
-    EXPECT_EQ(e->encType, 0);
-    EXPECT_FALSE(e->ready);
+    EXPECT_TRUE(e->num == 3 && e->encType == 0 && !e->ready);
 
     for (const char* name : {"KPvKP", "KRvKP", "KPPvKP", "KQQvK", "KQQvKRR", "KRRvKR"})
         Touch(dir.path / (std::string(name) + ".rtbw"));
     Touch(dir.path / "KQvK.rtbz");  // a DTZ file alone registers nothing
     EXPECT_EQ(InitTablebasesQuietly(dir.path.string()), "Found 7 tablebases.\n");
     // The colour with fewer pawns, but at least one, leads.
-    EXPECT_EQ(EntryOf("KPvKP")->pawns[0], 1);
-    EXPECT_EQ(EntryOf("KPvKP")->pawns[1], 1);
-    EXPECT_EQ(EntryOf("KRvKP")->pawns[0], 1);
-    EXPECT_EQ(EntryOf("KRvKP")->pawns[1], 0);
-    EXPECT_EQ(EntryOf("KPPvKP")->pawns[0], 1);
-    EXPECT_EQ(EntryOf("KPPvKP")->pawns[1], 2);
-    EXPECT_EQ(EntryOf("KQQvK")->encType, 2);
-    EXPECT_EQ(EntryOf("KQQvKRR")->encType, 2);
-    EXPECT_EQ(EntryOf("KRRvKR")->encType, 0);
+    const auto pawns = [](const char* name) { return std::pair(int(EntryOf(name)->pawns[0]), int(EntryOf(name)->pawns[1])); };
+    EXPECT_EQ(pawns("KPvKP"), std::pair(1, 1));
+    EXPECT_EQ(pawns("KRvKP"), std::pair(1, 0));
+    EXPECT_EQ(pawns("KPPvKP"), std::pair(1, 2));
+    EXPECT_TRUE(EntryOf("KQQvK")->encType == 2 && EntryOf("KQQvKRR")->encType == 2 && EntryOf("KRRvKR")->encType == 0);
     EXPECT_EQ(EntryOf("KQQvKRR")->num, 6);
     EXPECT_EQ(EntryOf("KQvK"), nullptr);
 }
