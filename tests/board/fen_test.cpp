@@ -23,12 +23,6 @@ std::string Fen(const Position& pos) {
     return buffer;
 }
 
-std::string Text(Move m, int side) {
-    char buffer[MOVE_TEXT_SIZE];
-    MoveToText(buffer, m, side);
-    return buffer;
-}
-
 int Parse(const char* fen, const char* moves = nullptr) {
     mainContext.current = NewGame();
     return ParseFen(mainContext, fen, moves);
@@ -69,7 +63,7 @@ TEST(Fen, MovegenPositionsRoundTripWithTheirLegalMoveTexts) {
         MoveEntry list[MOVELIST_SIZE];
         std::vector<std::string> texts;
         for (MoveEntry *e = list, *last = GenerateLegal(*pos, list); e < last; ++e) {
-            texts.push_back(Text(e->move, pos->side));
+            texts.push_back(MoveText(*pos, e->move));
             EXPECT_EQ(TextToMove(*pos, texts.back().c_str()), e->move) << c.fen << " " << texts.back();
         }
         std::sort(texts.begin(), texts.end());

@@ -10,9 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "board/fen.h"
-#include "board/position.h"
-#include "search/search.h"
+#include "board/board_helpers.h"
 
 struct MovegenRecord {
     std::string fen;
@@ -45,11 +43,7 @@ inline std::vector<std::string> SplitMoves(const std::string& moves) {
 }
 
 // Fresh game stack holding the position; returns the record at current.
-inline Position& LoadFen(const std::string& fen) {
-    mainContext.current = NewGame();
-    if (!ParseFen(mainContext, fen.c_str(), nullptr)) ADD_FAILURE() << "FEN rejected: " << fen;
-    return *mainContext.current;
-}
+inline Position& LoadFen(const std::string& fen) { return *LoadGame(fen.c_str()); }
 
 inline std::string MoveText(const Position& pos, Move m) {
     char text[MOVE_TEXT_SIZE];

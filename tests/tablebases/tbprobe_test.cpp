@@ -237,15 +237,6 @@ TEST(TablebaseProbe, SelfTestAppendsMismatchesAndBadPositionsToTheErrorFiles) {
     EXPECT_EQ(ReadFile(errors / "ErrorWDL.txt"), wrongWdl);
     EXPECT_EQ(ReadFile(errors / "BadFEN.txt"), badFen);
 
-    // The reference files themselves run clean.
-    REQUIRE_SHARED_FILE(reference, "testdata/TestSyzygy/TestCase_01.txt");
-    ScratchDir clean("selftestclean");
-    std::string refFiles[9];
-    for (int i = 0; i < 9; ++i)
-        refFiles[i] = ReadFile(reference.parent_path() / ("TestCase_0" + std::to_string(i + 1) + ".txt"));
-    RunSelfTestWith(clean, refFiles);
-    for (const char* name : {"ErrorDTZ.txt", "ErrorWDL.txt", "BadFEN.txt"})
-        EXPECT_EQ(ReadFile(clean.path / TABLEBASE_TEST_DIRECTORY / name), "") << name;
 }
 
 TEST(TablebaseProbe, SelfTestWithoutItsFilesEndsTheProcess) {
