@@ -43,10 +43,8 @@ const std::string DEFAULTS =
 
 }  // namespace
 
-TEST(Settings, MissingEmptyAndBinaryFilesGiveDefaults) {
+TEST(Settings, MissingBinaryAndOutOfRangeGiveDefaults) {
     EXPECT_EQ(Load(nullptr), "Thread allocated for lazySMP: 2\n");
-    EXPECT_EQ(Summary(), DEFAULTS);
-    Load("");
     EXPECT_EQ(Summary(), DEFAULTS);
     std::string binary;
     for (int i = 0; i < 4096; ++i) binary += char((i * 131 + 7) & 0xFF);
@@ -56,9 +54,7 @@ TEST(Settings, MissingEmptyAndBinaryFilesGiveDefaults) {
     timeControl.moveTimeLimit = 500;
     Load("[ENGINE]\n");
     EXPECT_EQ(Summary(), DEFAULTS);
-}
 
-TEST(Settings, OutOfRangeValuesTakeFallbacks) {
     Load("[ENGINE]\nMaxDepth=64\nThread=0\nHashSize=0\nHashPawnSize=30\n[TABLEBASE]\nSyzygyMen=8\n"
          "[TIME]\nSuddenDeath=9\nMoreTime=16\nLessTime=4\nFastGame=-1\nFastOpening=4\n");
     EXPECT_EQ(Summary(), "63 1 1 256/16777216 4/262144 Tellarin_12.9c.bin 1 1 1 [] [] 5 | 20 5 5 5 15 | "

