@@ -397,6 +397,19 @@ bool ParseDtzFile(TableEntry& e) {
     return good;
 }
 
+// The index of the group of t like pieces at sq[i..i+t): sorted, each square counted past the squares of
+// the pieces before the group (which it cannot share) and less base.
+static uint64_t GroupIndex(int* sq, int i, int t, int base) {
+    std::sort(sq + i, sq + i + t);
+    uint64_t s = 0;
+    for (int m = 0; m < t; ++m) {
+        int p = sq[i + m], c = 0;
+        for (int l = 0; l < i; ++l) c += sq[l] < p;
+        s += binomial[m][p - c - base];
+    }
+    return s;
+}
+
 uint64_t EncodePiece(const TableEntry& e, const uint8_t* norm, int* sq, const int32_t* factor) {
     int n = e.num;
     if (sq[0] & 4)
@@ -430,17 +443,7 @@ uint64_t EncodePiece(const TableEntry& e, const uint8_t* norm, int* sq, const in
     }
     idx *= uint64_t(factor[0]);
 
-    for (int i = lead; i < n; i += norm[i]) {
-        int t = norm[i];
-        std::sort(sq + i, sq + i + t);
-        uint64_t s = 0;
-        for (int m = 0; m < t; ++m) {
-            int p = sq[i + m], c = 0;
-            for (int l = 0; l < i; ++l) c += sq[l] < p;
-            s += binomial[m][p - c];
-        }
-        idx += s * uint64_t(factor[i]);
-    }
+    for (int i = lead; i < n; i += norm[i]) idx += GroupIndex(sq, i, norm[i], 0) * uint64_t(factor[i]);
     return idx;
 }
 
@@ -466,28 +469,11 @@ uint64_t EncodePawn(const TableEntry& e, const uint8_t* norm, int* sq, const int
 
     int i = lead;
     if (e.pawns[1]) {
-        int t2 = e.pawns[1];
-        std::sort(sq + i, sq + i + t2);
-        uint64_t s = 0;
-        for (int m = 0; m < t2; ++m) {
-            int p = sq[i + m], c = 0;
-            for (int l = 0; l < i; ++l) c += sq[l] < p;
-            s += binomial[m][p - c - 8];
-        }
-        idx += s * uint64_t(factor[i]);
-        i += t2;
+        // The other colour's pawns never stand on the first rank, so their squares start at 8.
+        idx += GroupIndex(sq, i, e.pawns[1], 8) * uint64_t(factor[i]);
+        i += e.pawns[1];
     }
-    for (; i < n; i += norm[i]) {
-        int t3 = norm[i];
-        std::sort(sq + i, sq + i + t3);
-        uint64_t s = 0;
-        for (int m = 0; m < t3; ++m) {
-            int p = sq[i + m], c = 0;
-            for (int l = 0; l < i; ++l) c += sq[l] < p;
-            s += binomial[m][p - c];
-        }
-        idx += s * uint64_t(factor[i]);
-    }
+    for (; i < n; i += norm[i]) idx += GroupIndex(sq, i, norm[i], 0) * uint64_t(factor[i]);
     return idx;
 }
 
