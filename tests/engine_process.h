@@ -12,6 +12,7 @@
 
 struct EngineRun {
     std::string out;
+    std::string err;
     int status = -1;  // exit status, or -1 when the process did not exit normally
 };
 
@@ -31,9 +32,13 @@ inline EngineRun RunEngineWith(const std::string& input, const std::filesystem::
     int raw = std::system(cmd.c_str());
     EngineRun run;
     if (raw != -1 && WIFEXITED(raw)) run.status = WEXITSTATUS(raw);
-    std::ifstream in(workDir / "stdout.txt", std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    run.out = ss.str();
+    auto slurp = [&](const char* name) {
+        std::ifstream in(workDir / name, std::ios::binary);
+        std::stringstream ss;
+        ss << in.rdbuf();
+        return ss.str();
+    };
+    run.out = slurp("stdout.txt");
+    run.err = slurp("stderr.txt");
     return run;
 }

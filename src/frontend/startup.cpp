@@ -15,6 +15,18 @@
 namespace {
 
 const char* const RULE = "-------------------------------------------------------------------------------";
+const char* const VERSION = "1.0";
+
+const char* const USAGE =
+    "Usage:\n"
+    "  ferrolune                          start; the first input line chooses the mode:\n"
+    "                                     \"uci\" (for a GUI), \"c\" (console) or \"quit\"\n"
+    "  ferrolune perft DEPTH \"FEN\"        leaf count of the legal move tree of DEPTH plies from FEN\n"
+    "  ferrolune bench [DEPTH [THREADS]]  fixed search of 14 positions (depth 8, 1 thread by default);\n"
+    "                                     the node count is the search's signature\n"
+    "  ferrolune --help                   this text\n"
+    "  ferrolune --version                the version\n"
+    "A plain start reads its settings from ferrolune.ini in the working directory; the other modes read none.\n";
 
 // The mode loop: only prefixes are compared, so "ucinewgame" also selects UCI and any "c..." the console.
 int ModeLoop() {
@@ -41,6 +53,19 @@ int RunEngine(int argc, char** argv) {
     // Tester's command lines: no banner, no settings file.
     if (argc > 1 && std::strcmp(argv[1], "perft") == 0) return PerftCommand(argc, argv);
     if (argc > 1 && std::strcmp(argv[1], "bench") == 0) return BenchCommand(argc, argv);
+    if (argc > 1 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+        std::fputs(USAGE, stdout);
+        return 0;
+    }
+    if (argc > 1 && std::strcmp(argv[1], "--version") == 0) {
+        std::printf("ferrolune %s\n", VERSION);
+        return 0;
+    }
+    // Anything else would otherwise start an engine that waits for input the caller never meant to send.
+    if (argc > 1) {
+        std::fprintf(stderr, "ferrolune: unknown argument '%s'\n%s", argv[1], USAGE);
+        return 2;
+    }
 
     // A GUI reading the pipe must see every line at once.
     std::setvbuf(stdout, nullptr, _IONBF, 0);
@@ -48,7 +73,7 @@ int RunEngine(int argc, char** argv) {
 
     std::printf("%s\n", RULE);
     std::printf("ferrolune chess engine by Odrevan\n");
-    std::printf("Version %s\n\n", "1.0");
+    std::printf("Version %s\n\n", VERSION);
     LoadSettings("ferrolune.ini");
     mainContext.current = NewGame();
     std::printf("%s\n\n", RULE);

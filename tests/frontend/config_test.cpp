@@ -3,11 +3,13 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 
 #include <unistd.h>
 
 #include "frontend/config.h"
+#include "frontend/minIni.h"
 #include "search/timeman.h"
 
 namespace {
@@ -80,4 +82,27 @@ TEST(Settings, AcceptedValuesAndDerivedSizes) {
              .c_str());
     EXPECT_EQ(Summary(), "63 2 1 2/1048576 1/1048576 " + std::string(99, 'b') +
                              " 1 1 1 [] [] 5 | 20 5 5 5 15 | 720000 720000 720000");
+}
+
+// The shipped example must name every key where the reader finds it, and copying it unchanged must give the
+// engine of no settings file at all.
+TEST(Settings, ExampleFileNamesEveryKeyAtItsDefault) {
+    const std::string example = FERROLUNE_SOURCE_DIR "/ferrolune.example.ini";
+    std::ifstream in(example, std::ios::binary);
+    ASSERT_TRUE(in) << example;
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    Load(text.c_str());
+    EXPECT_EQ(Summary(), DEFAULTS);
+
+    const char* const keys[][2] = {
+        {"ENGINE", "MaxDepth"},     {"ENGINE", "Thread"},        {"ENGINE", "PostThinking"}, {"ENGINE", "HashSize"},
+        {"ENGINE", "HashPawnSize"}, {"BOOK", "BookFile"},        {"BOOK", "Book"},           {"BOOK", "RandBook"},
+        {"TABLEBASE", "Syzygy"},    {"TABLEBASE", "dtzPath"},    {"TABLEBASE", "wdlPath"},   {"TABLEBASE", "SyzygyMen"},
+        {"TIME", "SuddenDeath"},    {"TIME", "MoreTime"},        {"TIME", "LessTime"},       {"TIME", "FastGame"},
+        {"TIME", "FastOpening"}};
+    for (const auto& k : keys) {
+        char value[256];
+        IniGetString(k[0], k[1], "(missing)", value, sizeof value, example.c_str());
+        EXPECT_STRNE(value, "(missing)") << k[0] << " " << k[1];
+    }
 }

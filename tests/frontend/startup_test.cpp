@@ -38,3 +38,24 @@ TEST(Startup, BannerPromptAndModeLines) {
     for (const char* input : {"console\nquit\n", "uci\nquit\n", "c\n", "ucinewgame\n"})
         EXPECT_EQ(RunEngineWith(input, dir).status, 0) << input;
 }
+
+// --help and --version answer at once, without the banner or the settings file; an unknown argument is
+// refused rather than starting an engine that waits for input.
+TEST(Startup, HelpVersionAndUnknownArguments) {
+    auto dir = FreshWorkDir("args");
+    EngineRun help = RunEngineWith("", dir, "--help");
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(help.out.find(RULE), std::string::npos);
+    for (const char* mode : {"ferrolune  ", "perft DEPTH", "bench [DEPTH", "--help", "--version"})
+        EXPECT_NE(help.out.find(mode), std::string::npos) << mode;
+    EXPECT_EQ(RunEngineWith("", dir, "-h").out, help.out);
+
+    EngineRun run = RunEngineWith("", dir, "--version");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "ferrolune 1.0\n");
+
+    run = RunEngineWith("quit\n", dir, "--hash");
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "ferrolune: unknown argument '--hash'\n" + help.out);
+}
