@@ -138,8 +138,10 @@ void Perft(const char*, const char*) { RunBenchmark(); }
 void SetBoard(const char* line, const char*) {
     mainContext.current = NewGame();
     // The FEN starts after "setboard "; a bare "setboard" gives an empty text, which is rejected.
-    ParseFen(mainContext, std::strlen(line) > 9 ? line + 9 : "", nullptr);
+    const int parsed = ParseFen(mainContext, std::strlen(line) > 9 ? line + 9 : "", nullptr);
     PrintBoard(Current());
+    // A rejected FEN is drawn as far as it was read; a board that no play reaches is not kept for play.
+    if (!parsed && !PlacementPossible(Current())) mainContext.current = NewGame();
 }
 
 void GetBoard(const char*, const char*) {
@@ -175,9 +177,8 @@ void Go(const char*, const char*) {
     timeControl.startTime = ClockMs();
     AllocateTime(timeControl, 0);
     uint64_t result = SearchMain(mainContext);
-    // The game stack keeps room above the game for the search's own plies.
-    if (mainContext.current - mainContext.positionStack < GAME_STACK_LIMIT)
-        mainContext.current = MakeMove(mainContext.current, ResultMove(result));
+    MakeRoomForMove(mainContext);
+    mainContext.current = MakeMove(mainContext.current, ResultMove(result));
     PrintBestMove(result, lastPonderMove);
     CheckGameEnd(mainContext);
 }
