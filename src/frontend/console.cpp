@@ -121,8 +121,16 @@ void Legal(const char*, const char*) {
     }
 }
 
+// A board that play cannot reach, left by a rejected FEN, is not kept for play.
+void LeaveNoImpossibleBoard() {
+    if (!PlacementPossible(Current())) mainContext.current = NewGame();
+}
+
 void TablebaseListing(const char*, const char*) { PrintTablebaseListing(); }
-void TablebaseTest(const char*, const char*) { RunTablebaseTest(); }
+void TablebaseTest(const char*, const char*) {
+    RunTablebaseTest();
+    LeaveNoImpossibleBoard();
+}
 
 void Gen(const char*, const char*) {
     MoveEntry list[MOVELIST_SIZE];
@@ -138,10 +146,10 @@ void Perft(const char*, const char*) { RunBenchmark(); }
 void SetBoard(const char* line, const char*) {
     mainContext.current = NewGame();
     // The FEN starts after "setboard "; a bare "setboard" gives an empty text, which is rejected.
-    const int parsed = ParseFen(mainContext, std::strlen(line) > 9 ? line + 9 : "", nullptr);
+    ParseFen(mainContext, std::strlen(line) > 9 ? line + 9 : "", nullptr);
+    // A rejected FEN is drawn as far as it was read.
     PrintBoard(Current());
-    // A rejected FEN is drawn as far as it was read; a board that no play reaches is not kept for play.
-    if (!parsed && !PlacementPossible(Current())) mainContext.current = NewGame();
+    LeaveNoImpossibleBoard();
 }
 
 void GetBoard(const char*, const char*) {

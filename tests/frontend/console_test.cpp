@@ -129,6 +129,23 @@ TEST(ConsoleTranscript, SetBoardAndGameEnd) {
                            "1-0 {White mates}\n" + PROMPT + Board(START) + PROMPT + START_FEN + PROMPT);
 }
 
+TEST(ConsoleTranscript, GamesLongerThanTheStackGoOn) {
+    std::string moves;
+    for (int i = 0; i < 150; ++i) moves += "g1f3\ng8f6\nf3g1\nf6g8\n";
+    ConsoleRun run = Console(moves + "getboard\nsd 2\ngo\ngetboard\nq\n", "long");
+    EXPECT_EQ(run.out.find("Illegal"), std::string::npos);
+    const auto at = run.out.rfind(PROMPT + START_FEN);
+    ASSERT_NE(at, std::string::npos) << run.out.substr(run.out.size() - 2000);
+    // The move printed is the move played, by White.
+    const auto best = run.out.find("Bestmove: ", at);
+    ASSERT_NE(best, std::string::npos);
+    mainContext.current = NewGame();
+    ASSERT_EQ(ParseFen(mainContext, START, run.out.substr(best + 10, 4).c_str()), 1) << run.out.substr(at);
+    char fen[FEN_BUFFER_SIZE];
+    WriteFen(*mainContext.current, fen);
+    EXPECT_NE(run.out.find(PROMPT + "FEN: " + fen + "\n", best), std::string::npos) << run.out.substr(at);
+}
+
 TEST(ConsoleTranscript, RejectedFenLeavesAPositionToPlayFrom) {
     // The castling field fails after "K": the right is dropped (a bishop stands on h1), the key is
     // recomputed, and the board drawn is the one read.
