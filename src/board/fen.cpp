@@ -92,7 +92,6 @@ bool MaterialPossible(const Position& pos, Bitboard side) {
 
 constexpr Bitboard BACK_RANKS = 0xFF000000000000FFull;
 
-
 // Rights without their king and rook at home would let castling conjure pieces; they are dropped.
 // The record is in White's view here.
 uint8_t PossibleCastling(const Position& pos, uint8_t castling) {

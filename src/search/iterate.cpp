@@ -146,7 +146,8 @@ uint64_t SearchRoot(SearchThread& thread, int depth, int16_t alpha, int16_t beta
     uint64_t data = 0;
     bool found = ProbeHash(*root, data, uint8_t(depth), 0, alpha, beta) != HashMiss;
     Move hashMove = found ? HashBest(data) : 0;
-    if (hashMove && std::any_of(rootStart, rootEnd, [hashMove](const MoveEntry& e) { return e.move == hashMove; })) {
+    const auto isHashMove = [hashMove](const MoveEntry& e) { return e.move == hashMove; };
+    if (hashMove && std::any_of(rootStart, rootEnd, isHashMove)) {
         thread.current = MakeMove(root, hashMove);
         int16_t v = int16_t(-AlphaBeta(thread, int16_t(depth - 1), 1, int16_t(-beta), int16_t(-alpha), tbLimit,
                                        child));
