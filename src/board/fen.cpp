@@ -1,5 +1,6 @@
 #include "board/fen.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
@@ -91,11 +92,6 @@ bool MaterialPossible(const Position& pos, Bitboard side) {
 
 constexpr Bitboard BACK_RANKS = 0xFF000000000000FFull;
 
-bool PlacementPossible(const Position& pos) {
-    return (Pawns(pos) & BACK_RANKS) == 0 && MaterialPossible(pos, pos.own) &&
-           MaterialPossible(pos, Opponent(pos));
-}
-
 // Rights without their king and rook at home would let castling conjure pieces; they are dropped.
 // The record is in White's view here.
 uint8_t PossibleCastling(const Position& pos, uint8_t castling) {
@@ -142,22 +138,62 @@ bool ReplayMoves(SearchThread& context, const char* moves) {
         }
         if (length < 4) return false;
 
-        Position* pos = context.current;
-        if (pos - context.positionStack + 1 >= GAME_STACK_LIMIT) return false;
         // Only moves a generator produces are made: anything else could corrupt the record.
+        const Position* pos = context.current;
         const Move m = TextToMove(*pos, text);
         MoveEntry list[MOVELIST_SIZE];
         MoveEntry* end = GenerateAll(*pos, list);
-        MoveEntry* entry = list;
-        while (entry < end && entry->move != m) ++entry;
-        if (entry == end) return false;
+        if (std::none_of(list, end, [m](const MoveEntry& e) { return e.move == m; })) return false;
 
-        context.current = MakeMove(pos, m);
+        MakeRoomForMove(context);
+        context.current = MakeMove(context.current, m);
         if (context.current->halfmoveClock == 0) {
             context.positionStack[0] = *context.current;
             context.current = &context.positionStack[0];
         }
     }
+}
+
+// The fields after the side to move, in order, into pos; false at the first one that fails. The side and
+// the repetition count are set first, so the record always says in whose view it is.
+bool ReadPosition(Position& pos, char* fields[], int count) {
+    const bool blackToMove = fields[1][0] == 'b';
+    pos.own = pos.plane1 = pos.plane2 = pos.plane4 = 0;
+    pos.side = 0;
+    pos.repetitions = 0;
+    if (!ReadPlacement(pos, fields[0])) return false;
+    if (!PlacementPossible(pos)) return false;
+
+    if (count < 3) return false;
+    pos.castling = 0;
+    if (std::strcmp(fields[2], "-") != 0) {
+        for (const char* c = fields[2]; *c; ++c) {
+            switch (*c) {
+                case 'K': pos.castling |= 0x02; break;
+                case 'Q': pos.castling |= 0x01; break;
+                case 'k': pos.castling |= 0x20; break;
+                case 'q': pos.castling |= 0x10; break;
+                default: return false;
+            }
+        }
+        pos.castling = PossibleCastling(pos, pos.castling);
+    }
+
+    uint8_t clock = 0;
+    if (count >= 5 && !ReadHalfmoveClock(fields[4], clock)) return false;
+    pos.halfmoveClock = clock;
+
+    if (blackToMove) FlipPosition(pos);
+
+    if (count < 4) return false;
+    const char* ep = fields[3];
+    if (std::strcmp(ep, "-") == 0) {
+        pos.epFile = 8;
+    } else {
+        if (ep[0] < 'a' || ep[0] > 'h' || ep[1] != (blackToMove ? '3' : '6') || ep[2] != '\0') return false;
+        pos.epFile = uint8_t(ep[0] - 'a');
+    }
+    return true;
 }
 
 constexpr int BOARD_TEXT_SIZE = 651;
@@ -196,6 +232,11 @@ char PieceLetter(const Position& pos, int sq) {
 
 }  // namespace
 
+bool PlacementPossible(const Position& pos) {
+    return (Pawns(pos) & BACK_RANKS) == 0 && MaterialPossible(pos, pos.own) &&
+           MaterialPossible(pos, Opponent(pos));
+}
+
 int ParseFen(SearchThread& context, const char* fen, const char* moves) {
     if (fen == nullptr) return 0;
     char buffer[FEN_TEXT_MAX + 1];
@@ -206,43 +247,15 @@ int ParseFen(SearchThread& context, const char* fen, const char* moves) {
     const int count = SplitFields(buffer, fields, FEN_FIELDS);
 
     if (count < 2 || (std::strcmp(fields[1], "w") != 0 && std::strcmp(fields[1], "b") != 0)) return 0;
-    const bool blackToMove = fields[1][0] == 'b';
 
     Position& pos = *context.current;
-    pos.own = pos.plane1 = pos.plane2 = pos.plane4 = 0;
-    if (!ReadPlacement(pos, fields[0])) return 0;
-    if (!PlacementPossible(pos)) return 0;
-
-    if (count < 3) return 0;
-    pos.castling = 0;
-    if (std::strcmp(fields[2], "-") != 0) {
-        for (const char* c = fields[2]; *c; ++c) {
-            switch (*c) {
-                case 'K': pos.castling |= 0x02; break;
-                case 'Q': pos.castling |= 0x01; break;
-                case 'k': pos.castling |= 0x20; break;
-                case 'q': pos.castling |= 0x10; break;
-                default: return 0;
-            }
-        }
-        pos.castling = PossibleCastling(pos, pos.castling);
-    }
-
-    uint8_t clock = 0;
-    if (count >= 5 && !ReadHalfmoveClock(fields[4], clock)) return 0;
-    pos.halfmoveClock = clock;
-    pos.repetitions = 0;
-    pos.side = 0;
-
-    if (blackToMove) FlipPosition(pos);
-
-    if (count < 4) return 0;
-    const char* ep = fields[3];
-    if (std::strcmp(ep, "-") == 0) {
+    if (!ReadPosition(pos, fields, count)) {
+        // What was read stays; the rest is made to agree with it, so that every later command can use
+        // the record. Until the board is turned, it is in White's view with White to move.
+        if (pos.side == 0) pos.castling = PossibleCastling(pos, pos.castling);
         pos.epFile = 8;
-    } else {
-        if (ep[0] < 'a' || ep[0] > 'h' || ep[1] != (blackToMove ? '3' : '6') || ep[2] != '\0') return 0;
-        pos.epFile = uint8_t(ep[0] - 'a');
+        pos.key = ComputeKey(pos);
+        return 0;
     }
 
     if (moves != nullptr && !ReplayMoves(context, moves)) {

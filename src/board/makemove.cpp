@@ -1,5 +1,8 @@
 #include "board/makemove.h"
 
+#include <cstddef>
+#include <cstring>
+
 #include "board/attacks.h"
 #include "board/movegen.h"
 #include "search/search.h"
@@ -266,15 +269,17 @@ bool IsLegal(const Position& pos, Move m) {
     return AttackersOf(pos, target, occupied, opponents) == 0;
 }
 
+void MakeRoomForMove(SearchThread& context) {
+    const ptrdiff_t at = context.current - context.positionStack;
+    if (at + 1 < GAME_STACK_LIMIT) return;
+    std::memmove(context.positionStack, context.current - (GAME_HISTORY_KEPT - 1),
+                 GAME_HISTORY_KEPT * sizeof(Position));
+    context.current = context.positionStack + (GAME_HISTORY_KEPT - 1);
+}
+
 int MakeUserMove(SearchThread& context, Move m) {
-    Position* pos = context.current;
-    if (pos - context.positionStack + 1 >= GAME_STACK_LIMIT) return 0;
-    MoveEntry list[MOVELIST_SIZE];
-    MoveEntry* end = GenerateAll(*pos, list);
-    MoveEntry* entry = end;
-    while (entry > list && (entry - 1)->move != m) --entry;
-    if (entry == list) return 0;
-    if (!IsLegal(*pos, m)) return 0;
-    context.current = MakeMove(pos, m);
+    if (!IsLegalMove(*context.current, m)) return 0;
+    MakeRoomForMove(context);
+    context.current = MakeMove(context.current, m);
     return 1;
 }

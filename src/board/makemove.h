@@ -6,10 +6,13 @@
 
 struct SearchThread;
 
-// Records kept free above the game position for the search's own plies: moves played by a user or
-// replayed from a move list are refused once the game would reach into them.
+// Records kept free above the game position for the search's own plies: the game never reaches into them.
 constexpr int SEARCH_STACK_RESERVE = 256;
 constexpr int GAME_STACK_LIMIT = STACK_SIZE - SEARCH_STACK_RESERVE;
+// Records a game keeps when it runs out of room: the current one and the 255 before it, as far back as an
+// 8-bit halfmove clock lets a repetition scan or the tablebase root filter look.
+constexpr int GAME_HISTORY_KEPT = 256;
+static_assert(GAME_HISTORY_KEPT < GAME_STACK_LIMIT);
 
 // Writes the position after m into p + 1, already turned to the new side to move, with its key updated
 // incrementally and its repetition count filled in, and returns p + 1. A type code that no generator
@@ -25,6 +28,11 @@ Bitboard Checkers(const Position& pos);
 // True when the pseudo-legal move m does not leave the own king attacked.
 bool IsLegal(const Position& pos, Move m);
 
+// When the record after the game position would reach into the search's reserve, moves the last
+// GAME_HISTORY_KEPT records of the game down to the bottom of the stack, so that a game of any length can
+// go on; older records are never read again.
+void MakeRoomForMove(SearchThread& context);
+
 // Makes m on the context's game stack if it is one of the generated moves and legal: 1 and current
-// advanced by one record, or 0 with nothing changed. Also 0 when the stack has no room left.
+// advanced by one record, or 0 with nothing changed.
 int MakeUserMove(SearchThread& context, Move m);

@@ -173,6 +173,14 @@ MoveEntry* GenerateLegal(const Position& pos, MoveEntry* list) {
     return list;
 }
 
+bool IsLegalMove(const Position& pos, Move m) {
+    MoveEntry list[MOVELIST_SIZE];
+    MoveEntry* end = GenerateAll(pos, list);
+    for (MoveEntry* e = list; e < end; ++e)
+        if (e->move == m) return IsLegal(pos, m);
+    return false;
+}
+
 MoveEntry* GenerateEvasions(const Position& pos, MoveEntry* list, Bitboard checkers) {
     const Bitboard occupied = Occupied(pos), empty = ~occupied, opponent = occupied ^ pos.own;
     const int king = OwnKingSquare(pos);

@@ -19,6 +19,9 @@ MoveEntry* GenerateNoisy(const Position& pos, MoveEntry* list);
 MoveEntry* GenerateAll(const Position& pos, MoveEntry* list);
 // The legal moves in GenerateAll order; scores are set to 0.
 MoveEntry* GenerateLegal(const Position& pos, MoveEntry* list);
+// True when m is one of the generated moves and legal: the test for a move that comes from outside the
+// position (text, a book, a line of an earlier search).
+bool IsLegalMove(const Position& pos, Move m);
 // Replies to check, checkers being the opponent pieces that give it (not empty).
 MoveEntry* GenerateEvasions(const Position& pos, MoveEntry* list, Bitboard checkers);
 // Quiet moves that give check, direct or discovered, and castlings that check. Heuristic: it may add a few

@@ -121,8 +121,16 @@ void Legal(const char*, const char*) {
     }
 }
 
+// A board that play cannot reach, left by a rejected FEN, is not kept for play.
+void LeaveNoImpossibleBoard() {
+    if (!PlacementPossible(Current())) mainContext.current = NewGame();
+}
+
 void TablebaseListing(const char*, const char*) { PrintTablebaseListing(); }
-void TablebaseTest(const char*, const char*) { RunTablebaseTest(); }
+void TablebaseTest(const char*, const char*) {
+    RunTablebaseTest();
+    LeaveNoImpossibleBoard();
+}
 
 void Gen(const char*, const char*) {
     MoveEntry list[MOVELIST_SIZE];
@@ -139,7 +147,9 @@ void SetBoard(const char* line, const char*) {
     mainContext.current = NewGame();
     // The FEN starts after "setboard "; a bare "setboard" gives an empty text, which is rejected.
     ParseFen(mainContext, std::strlen(line) > 9 ? line + 9 : "", nullptr);
+    // A rejected FEN is drawn as far as it was read.
     PrintBoard(Current());
+    LeaveNoImpossibleBoard();
 }
 
 void GetBoard(const char*, const char*) {
@@ -175,9 +185,8 @@ void Go(const char*, const char*) {
     timeControl.startTime = ClockMs();
     AllocateTime(timeControl, 0);
     uint64_t result = SearchMain(mainContext);
-    // The game stack keeps room above the game for the search's own plies.
-    if (mainContext.current - mainContext.positionStack < GAME_STACK_LIMIT)
-        mainContext.current = MakeMove(mainContext.current, ResultMove(result));
+    MakeRoomForMove(mainContext);
+    mainContext.current = MakeMove(mainContext.current, ResultMove(result));
     PrintBestMove(result, lastPonderMove);
     CheckGameEnd(mainContext);
 }

@@ -117,15 +117,6 @@ bool SameWord(const char* word, size_t length, const char* keyword) {
     return std::strlen(keyword) == length && std::strncmp(word, keyword, length) == 0;
 }
 
-// A book entry can be corrupt; only a move the position allows is played.
-bool IsLegalMove(const Position& pos, Move m) {
-    MoveEntry list[MOVELIST_SIZE];
-    MoveEntry* end = GenerateLegal(pos, list);
-    for (MoveEntry* e = list; e < end; ++e)
-        if (e->move == m) return true;
-    return false;
-}
-
 // Set by every search: the pawn tables may hold entries.
 bool pawnTablesUsed = false;
 
@@ -153,6 +144,7 @@ void GoCommand(const std::string& line) {
         WriteFen(*game.current, fen);
         if (BookPick(settings.bookFile, text, fen) == 0) {
             Move m = TextToMove(*game.current, text);
+            // A book entry can be corrupt; only a move the position allows is played.
             if (IsLegalMove(*game.current, m)) {
                 result = m;
                 lastPonderMove = 0;
@@ -183,6 +175,7 @@ void GoCommand(const std::string& line) {
     std::printf("#DEBUG: end Delay\n");
     WaitForMonitor();
 
+    MakeRoomForMove(game);
     game.current = MakeMove(game.current, ResultMove(result));
     PrintBestMove(result, lastPonderMove);
     CheckGameEnd(game);
@@ -278,7 +271,10 @@ int SetUciPosition(const char* line) {
         fen = text.size() > 13 ? text.c_str() + 13 : "";
     // The game is set up from the bottom of the stack: no stale records below it, and room for any game.
     mainContext.current = &mainContext.positionStack[0];
-    return ParseFen(mainContext, fen, moves);
+    if (ParseFen(mainContext, fen, moves)) return 1;
+    // A FEN that no play reaches leaves nothing to search: the start position stands in for it.
+    if (!PlacementPossible(*mainContext.current)) ParseFen(mainContext, START_FEN, nullptr);
+    return 0;
 }
 
 void StartPonderMonitor(uint32_t mode) {

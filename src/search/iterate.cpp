@@ -141,11 +141,13 @@ uint64_t SearchRoot(SearchThread& thread, int depth, int16_t alpha, int16_t beta
     Move best = 0;
     bool raised = false;
 
-    // Hash move first.
+    // Hash move first, when it is one of the root moves: the tablebase filter may have removed it, and
+    // the record may come from another position with the same key.
     uint64_t data = 0;
     bool found = ProbeHash(*root, data, uint8_t(depth), 0, alpha, beta) != HashMiss;
     Move hashMove = found ? HashBest(data) : 0;
-    if (hashMove && IsLegal(*root, hashMove)) {
+    const auto isHashMove = [hashMove](const MoveEntry& e) { return e.move == hashMove; };
+    if (hashMove && std::any_of(rootStart, rootEnd, isHashMove)) {
         thread.current = MakeMove(root, hashMove);
         int16_t v = int16_t(-AlphaBeta(thread, int16_t(depth - 1), 1, int16_t(-beta), int16_t(-alpha), tbLimit,
                                        child));
@@ -235,6 +237,9 @@ void PrintBestMove(uint64_t result, Move ponderMove) {
     char ponder[8] = "";
     Move move = ResultMove(result);
     if (move) MoveToText(best, move, moverSide);
+    // The line's second move can be a leftover of another line (a child that wrote no line of its own
+    // passes its predecessor's on): it is named only when it can be played next.
+    if (ponderMove && !IsLegalMove(*mainContext.current, ponderMove)) ponderMove = 0;
     if (ponderMove) MoveToText(ponder, ponderMove, moverSide ^ 1);
 
     if (ProtocolMode == MODE_UCI) {

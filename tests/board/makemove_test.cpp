@@ -131,10 +131,13 @@ TEST(MakeMove, ChecksPinsAndUserMoves) {
     EXPECT_EQ(0, MakeUserMove(mainContext, TextToMove(*pos, "a7a8")));  // no promotion piece: not generated
     EXPECT_EQ(mainContext.current, pos);
 
-    // Shuffling kings stops short of the records kept free for the search.
-    LoadGame("k7/8/8/8/8/8/8/K7 w - - 0 1");
+    // Shuffling kings goes on past the stack's size, short of the records kept free for the search, and
+    // the history kept still counts the repetitions since the 8-bit clock last wrapped (at move 768).
+    const uint64_t key = LoadGame("k7/8/8/8/8/8/8/K7 w - - 0 1")->key;
     const char* cycle[4] = {"a1a2", "a8b8", "a2a1", "b8a8"};
-    int made = 0;
-    while (made < STACK_SIZE && MakeUserMove(mainContext, TextToMove(*mainContext.current, cycle[made % 4]))) ++made;
-    EXPECT_EQ(made, GAME_STACK_LIMIT - 1);
+    for (int made = 0; made < 1000; ++made)
+        ASSERT_EQ(1, MakeUserMove(mainContext, TextToMove(*mainContext.current, cycle[made % 4]))) << made;
+    EXPECT_LT(mainContext.current - mainContext.positionStack, GAME_STACK_LIMIT);
+    EXPECT_EQ(mainContext.current->key, key);
+    EXPECT_EQ(mainContext.current->repetitions, (1000 - 768) / 4);
 }

@@ -55,6 +55,15 @@ const std::string HELP =
     "undo           - undo last move\n"
     "memory [MB]    - Allocate MB for HashTable\n";
 
+// What "getboard" prints once the move text has been played from the start position.
+std::string GetboardAfter(const std::string& move) {
+    mainContext.current = NewGame();
+    EXPECT_EQ(ParseFen(mainContext, START, move.c_str()), 1) << move;
+    char fen[FEN_BUFFER_SIZE];
+    WriteFen(*mainContext.current, fen);
+    return PROMPT + "FEN: " + fen + "\n";
+}
+
 std::string Unknown(const std::string& line) { return "Error (unknown command): " + line + "\n"; }
 
 }  // namespace
@@ -124,12 +133,46 @@ TEST(ConsoleTranscript, BoardTurnInvertNewAndUndo) {
 
 TEST(ConsoleTranscript, SetBoardAndGameEnd) {
     const char* mateIn1 = "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1";
-    ConsoleRun run = Console(std::string("setboard ") + mateIn1 + "\na1a8\nsetboard\ngetboard\nsetboard 8/8/8 w\ngetboard\nq\n",
-                             "setboard");
-    const std::string start = Board(START);
+    ConsoleRun run = Console(std::string("setboard ") + mateIn1 + "\na1a8\nsetboard\ngetboard\nq\n", "setboard");
     EXPECT_EQ(run.out, PROMPT + Board(mateIn1) + PROMPT + Board("R5k1/5ppp/8/8/8/8/8/6K1 b - - 1 1") +
-                           "1-0 {White mates}\n" + PROMPT + start + PROMPT + START_FEN + PROMPT +
-                           Board("8/8/8 w", 0) + PROMPT + "FEN: 8/8/8/8/8/8/8/8 w KQkq - \n" + PROMPT);
+                           "1-0 {White mates}\n" + PROMPT + Board(START) + PROMPT + START_FEN + PROMPT);
+}
+
+TEST(ConsoleTranscript, GamesLongerThanTheStackGoOn) {
+    std::string moves;
+    for (int i = 0; i < 150; ++i) moves += "g1f3\ng8f6\nf3g1\nf6g8\n";
+    ConsoleRun run = Console(moves + "getboard\nsd 2\ngo\ngetboard\nq\n", "long");
+    EXPECT_EQ(run.out.find("Illegal"), std::string::npos);
+    const auto at = run.out.rfind(PROMPT + START_FEN);
+    ASSERT_NE(at, std::string::npos) << run.out.substr(run.out.size() - 2000);
+    // The move printed is the move played, by White.
+    const auto best = run.out.find("Bestmove: ", at);
+    ASSERT_NE(best, std::string::npos);
+    EXPECT_NE(run.out.find(GetboardAfter(run.out.substr(best + 10, 4)), best), std::string::npos) << run.out.substr(at);
+}
+
+TEST(ConsoleTranscript, RejectedFenLeavesAPositionToPlayFrom) {
+    // The castling field fails after "K": the right is dropped (a bishop stands on h1), the key is
+    // recomputed, and the board drawn is the one read.
+    const char* badCastling = "4k3/8/8/8/8/8/8/4K2B w KX - 0 1";
+    const std::string drawn = Board(badCastling, 0);
+    ConsoleRun run = Console(std::string("setboard ") + badCastling + "\ngetboard\ne1g1\nkey\n" +
+                                 "setboard 4k3/8/8/8/8/8/8/4X3 w - - 0 1\ngetboard\nsd 2\ngo\ngetboard\nq\n",
+                             "rejected");
+    const std::string head = PROMPT + drawn + PROMPT + "FEN: 4k3/8/8/8/8/8/8/4K2B w - - \n" + PROMPT +
+                             "Illegal move: e1g1\n" + drawn + PROMPT + "HashKey (full): ";
+    ASSERT_EQ(run.out.substr(0, head.size()), head) << run.out;
+    const std::string keys = run.out.substr(head.size(), run.out.find(PROMPT, head.size()) - head.size());
+    const std::string full = keys.substr(0, keys.find('\n'));
+    EXPECT_EQ(keys, full + "\nHashKey (inc) : " + full + "\n");
+
+    // A board without a white king is drawn as read, but play goes on from the start position.
+    std::string rest = run.out.substr(head.size() + keys.size());
+    const std::string kingless = PROMPT + Board("4k3/8/8/8/8/8/8/4X3 w - - 0 1", 0) + PROMPT + START_FEN + PROMPT;
+    ASSERT_EQ(rest.substr(0, kingless.size()), kingless) << rest;
+    const auto best = rest.find("Bestmove: ");
+    ASSERT_NE(best, std::string::npos) << rest;
+    EXPECT_NE(rest.find(GetboardAfter(rest.substr(best + 10, 4)), best), std::string::npos) << rest;
 }
 
 TEST(ConsoleTranscript, MoveListings) {

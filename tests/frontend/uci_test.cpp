@@ -182,14 +182,26 @@ TEST(UciCommands, PositionOffsetsAndMoveLists) {
     ASSERT_EQ(SetUciPosition("position fen r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 3 20 moves e1g1 e8c8"), 1);
     EXPECT_EQ(GameFen(), "2kr3r/8/8/8/8/8/8/R4RK1 w - - ");
 
-    // A long game of reversible moves never runs the stack out: every command starts at its bottom.
+    // Every command starts at the bottom of the stack, and a list of reversible moves longer than the
+    // stack keeps only its recent records.
     std::string shuffle = "position startpos moves";
     for (int i = 0; i < 25; ++i) shuffle += " g1f3 g8f6 f3g1 f6g8";
     for (int i = 0; i < 20; ++i) ASSERT_EQ(SetUciPosition(shuffle.c_str()), 1);
     EXPECT_EQ(mainContext.current, &mainContext.positionStack[100]);
+    for (int i = 25; i < 250; ++i) shuffle += " g1f3 g8f6 f3g1 f6g8";
+    ASSERT_EQ(SetUciPosition(shuffle.c_str()), 1);
+    EXPECT_EQ(GameFen(), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ");
+    EXPECT_EQ(mainContext.current->repetitions, (1000 - 768) / 4);  // since the 8-bit clock last wrapped
 
     EXPECT_EQ(SetUciPosition("position fen rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR x KQkq - 0 1"), 0);
     EXPECT_EQ(SetUciPosition("position startpos moves e2e5"), 0);
+    // A rejected FEN leaves a record to play from: rights and key agree with what was read, and a board
+    // that no play reaches gives way to the start position.
+    EXPECT_EQ(SetUciPosition("position fen 4k3/8/8/8/8/8/8/4K2B w KX - 0 1"), 0);
+    EXPECT_EQ(GameFen(), "4k3/8/8/8/8/8/8/4K2B w - - ");
+    EXPECT_EQ(mainContext.current->key, ComputeKey(*mainContext.current));
+    EXPECT_EQ(SetUciPosition("position fen 4k3/8/8/8/8/8/8/4X3 w - - 0 1"), 0);
+    EXPECT_EQ(GameFen(), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ");
     mainContext.current = NewGame();
 }
 

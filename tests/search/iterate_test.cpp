@@ -13,6 +13,9 @@
 #include "search/threads.h"
 #include "search/timeman.h"
 #include "search/tt.h"
+#include "tablebases/tb_test_util.h"
+#include "tablebases/tbprobe.h"
+#include "testdata.h"
 
 namespace {
 
@@ -132,7 +135,35 @@ TEST_F(SearchDriver, PrintedLinesInBothDialects) {
     EXPECT_EQ(best(result, e7e5), "bestmove e2e4\n") << "no ponder move unless pondering is on";
     ponderEnabled = 1;
     EXPECT_EQ(best(result, e7e5), "bestmove e2e4 ponder e7e5\n");
+    // A second move left over from another line, here one from an empty square, is not named.
+    EXPECT_EQ(best(result, MakeMoveCode(KNIGHT, 20, 37)), "bestmove e2e4\n");
     EXPECT_EQ(best(0, 0), "bestmove 0000\n");
+}
+
+TEST_F(SearchDriver, TablebaseRootSearchesOnlyTheKeptMoves) {
+    REQUIRE_SHARED_FILE(tables, "syzygy/KRvK.rtbw");
+    InitTablebasesQuietly(tables.parent_path().string());
+    settings.useSyzygy = 1;
+    settings.tbProbeLimit = 5;
+    settings.maxDepth = 6;
+    settings.postThinking = 0;
+    std::string out;
+    SetPosition("8/8/8/4k3/8/8/8/KR6 w - - 0 1");
+    const Move first = ResultMove(Search(out));
+
+    // Late in the 50 moves the filter keeps only the fastest wins; the root's hash record, whose key
+    // ignores the clock, still names the move of the first search.
+    SetPosition("8/8/8/4k3/8/8/8/KR6 w - - 68 1");
+    MoveEntry kept[MOVELIST_SIZE];
+    MoveEntry* end = GenerateLegal(*mainContext.current, kept);
+    int16_t score = 0;
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(RootProbe(mainContext.current, kept, score, end), 1);
+    testing::internal::GetCapturedStdout();
+    const auto isKept = [&](Move m) { return std::any_of(kept, end, [m](const MoveEntry& e) { return e.move == m; }); };
+    ASSERT_FALSE(isKept(first)) << "the first search no longer leaves a removed move in the table";
+    EXPECT_TRUE(isKept(ResultMove(Search(out))));
+    InitTablebasesQuietly("");
 }
 
 TEST_F(SearchDriver, SeveralThreadsGiveALegalMoveAndFindTheMate) {
