@@ -98,6 +98,7 @@ int ProbePawnHash(SearchThread& thread, PawnHashEntry& entry) {
     const Position& pos = *thread.current;
     const uint64_t key = PawnKey(pos);
     entry = table->entries[key & (table->entryCount - 1)];
+    if (entry.epoch != table->epoch) entry = PawnHashEntry{};
     if (entry.key == key && entry.pawns == Pawns(pos)) return entry.score;
     return PAWN_HASH_MISS;
 }
@@ -107,7 +108,7 @@ void StorePawnHash(SearchThread& thread, int16_t score, Bitboard passed, uint8_t
     if (!table) return;
     const Position& pos = *thread.current;
     const uint64_t key = PawnKey(pos);
-    table->entries[key & (table->entryCount - 1)] = {key, Pawns(pos), passed, healthyCount, score};
+    table->entries[key & (table->entryCount - 1)] = {key, Pawns(pos), passed, healthyCount, score, table->epoch};
 }
 
 PawnStructure CachedPawnStructure(SearchThread& thread) {
@@ -127,7 +128,7 @@ void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool anno
     PawnHashEntry* slots = nullptr;
     if (entries <= SIZE_MAX / sizeof(PawnHashEntry))
         slots = static_cast<PawnHashEntry*>(calloc(size_t(entries), sizeof(PawnHashEntry)));
-    PawnHashTable* table = slots ? new (std::nothrow) PawnHashTable{slots, entries} : nullptr;
+    PawnHashTable* table = slots ? new (std::nothrow) PawnHashTable{slots, entries, 0} : nullptr;
     if (!table) {
         free(slots);
         printf("HashPawn Table Memory Allocation Failed!\n");
@@ -144,8 +145,13 @@ void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool anno
 void ClearPawnHash(SearchThread& thread, uint64_t entries) {
     PawnHashTable* table = thread.pawnHash;
     if (!table) return;
-    if (entries > table->entryCount) entries = table->entryCount;
-    memset(static_cast<void*>(table->entries), 0, size_t(entries) * sizeof(PawnHashEntry));
+    if (entries < table->entryCount) {
+        memset(static_cast<void*>(table->entries), 0, size_t(entries) * sizeof(PawnHashEntry));
+        return;
+    }
+    // The whole table: the pages stay, and every entry of an earlier epoch reads as empty. Zeros are
+    // written only when the epoch wraps round, and the zeroed entries belong to epoch 0.
+    if (++table->epoch == 0) memset(static_cast<void*>(table->entries), 0, size_t(table->entryCount) * sizeof(PawnHashEntry));
 }
 
 void FreePawnHash(SearchThread& thread) {
