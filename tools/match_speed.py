@@ -4,7 +4,7 @@
 For each thread count and table setting the engine is started in a fresh working directory whose
 "ferrolune.ini" holds only [ENGINE] Thread=N (and HashSize=MB for the small-table run). It is sent "uci", then
 "isready" before every "position fen ... / go movetime T", SEARCHES searches on each of three middlegame
-positions. Printed per run: the median nodes/s over the searches (from each search's last info line) and the
+positions. Printed per run: the median nodes/s over the searches (nodes over time of each search's last info line) and the
 share of the process's CPU time spent in the kernel (from its rusage). Runs of the default and the small
 table alternate, ROUNDS times, so that their ratio is measured side by side.
 
@@ -42,7 +42,7 @@ def run_session(engine, threads, hash_mb, searches, movetime):
                 line = proc.stdout.readline()
                 if not line:
                     raise SystemExit(f"engine ended before '{prefix}'")
-                if line.startswith("info ") and " nps " in line:
+                if line.startswith("info ") and " nodes " in line:
                     last_info = line
                 if line.startswith(prefix):
                     return last_info
@@ -57,9 +57,10 @@ def run_session(engine, threads, hash_mb, searches, movetime):
                 send(f"position fen {fen}")
                 send(f"go movetime {movetime}")
                 info = wait_for("bestmove")
-                match = re.search(r" nps +(\d+)", info or "")
-                if match:
-                    rates.append(int(match.group(1)))
+                # The nps field reads 0 below half a second of search, so nodes over time is used.
+                match = re.search(r" nodes +(\d+) time (\d+)", info or "")
+                if match and int(match.group(2)) > 0:
+                    rates.append(int(match.group(1)) * 1000 / int(match.group(2)))
         send("quit")
         proc.stdin.close()
         _, _, usage = os.wait4(proc.pid, 0)

@@ -2,13 +2,9 @@
 
 #include <pthread.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
-#include <sys/syscall.h>
 #include <sys/sysinfo.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <new>
 #include <span>
 
 #include <atomic>
@@ -28,13 +24,6 @@ TranspositionTable transpositionTable;
 namespace {
 
 constexpr int MAX_HASH_MB = 8192;
-constexpr std::size_t HUGE_PAGE = std::size_t(1) << 21;
-// Pages are made resident a slice at a time, so that a new allocation or the end of the process never
-// waits long for the thread doing it.
-constexpr std::size_t POPULATE_SLICE = std::size_t(64) << 20;
-#ifndef MADV_POPULATE_WRITE
-#define MADV_POPULATE_WRITE 23
-#endif
 
 // The words of a record are read and written as relaxed atomics: threads race on records by design.
 uint64_t LoadWord(uint64_t& word) { return std::atomic_ref<uint64_t>(word).load(std::memory_order_relaxed); }
@@ -59,62 +48,13 @@ bool MachineCanBack(std::size_t bytes) {
     return bytes <= total;
 }
 
-// The pages of a table are made resident by a thread of its own, with huge pages where the system offers
-// them on request. A search that reaches a page first faults in a small page only: the range ahead of the
-// populating thread keeps small pages, so no search ever waits while the kernel zeroes 2 MB.
-struct Population {
-    char* memory;
-    std::size_t bytes;
-    std::atomic<bool> stop{false};
-    std::atomic<bool> done{false};
-};
-
-void* tPopulate(void* arg) {
-    Population* population = static_cast<Population*>(arg);
-    // Below the search threads, which need the processors more.
-    setpriority(PRIO_PROCESS, pid_t(syscall(SYS_gettid)), 19);
-    bool kernelPopulates = true;
-    for (std::size_t offset = 0; offset < population->bytes && !population->stop.load(); offset += POPULATE_SLICE) {
-        const std::size_t length = std::min(POPULATE_SLICE, population->bytes - offset);
-        char* slice = population->memory + offset;
-        madvise(slice, length, MADV_HUGEPAGE);
-        if (kernelPopulates && madvise(slice, length, MADV_POPULATE_WRITE) == 0) continue;
-        // Older kernels: touch each page with an atomic no-op, which cannot disturb a concurrent store.
-        kernelPopulates = false;
-        for (std::size_t page = 0; page < length; page += 4096)
-            std::atomic_ref<uint64_t>(*reinterpret_cast<uint64_t*>(slice + page)).fetch_or(0, std::memory_order_relaxed);
-    }
-    population->done.store(true);
-    return nullptr;
-}
-
-Population* currentPopulation = nullptr;
-
-void StartPopulation(void* memory, std::size_t bytes) {
-    Population* population = new (std::nothrow) Population{static_cast<char*>(memory), bytes};
-    if (!population) return;
-    pthread_attr_t attributes;
-    bool started = false;
-    if (pthread_attr_init(&attributes) == 0) {
-        pthread_t thread;
-        started = pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED) == 0 &&
-                  pthread_create(&thread, &attributes, tPopulate, population) == 0;
-        pthread_attr_destroy(&attributes);
-    }
-    // Without the thread the search makes its pages resident as it writes them.
-    if (!started) {
-        delete population;
-        population = nullptr;
-    }
-    currentPopulation = population;
-}
-
 // Zeroed pages that nothing has touched yet, or nullptr.
 void* MapTable(std::size_t bytes) {
     if (!MachineCanBack(bytes)) return nullptr;
     void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) return nullptr;
-    // Small pages until the populating thread reaches a range (see Population).
+    // Small pages, made resident where the search writes and kept for the table's life. A huge page
+    // would be zeroed whole at its first touch, 2 MB at a time in the middle of a search.
     madvise(memory, bytes, MADV_NOHUGEPAGE);
     return memory;
 }
@@ -122,15 +62,10 @@ void* MapTable(std::size_t bytes) {
 struct Mapping {
     void* memory;
     std::size_t bytes;
-    Population* population;
 };
 
 void* tUnmap(void* arg) {
     Mapping* mapping = static_cast<Mapping*>(arg);
-    if (mapping->population) {
-        while (!mapping->population->done.load()) usleep(1000);
-        delete mapping->population;
-    }
     munmap(mapping->memory, mapping->bytes);
     free(mapping);
     return nullptr;
@@ -138,13 +73,12 @@ void* tUnmap(void* arg) {
 
 // Handing gigabytes of touched pages back to the system takes seconds, so a table is released by a
 // thread of its own and the front end can answer at once.
-void ReleaseTable(void* memory, std::size_t bytes, Population* population) {
+void ReleaseTable(void* memory, std::size_t bytes) {
     if (!memory) return;
-    if (population) population->stop.store(true);
     Mapping* mapping = static_cast<Mapping*>(malloc(sizeof(Mapping)));
     pthread_attr_t attributes;
     if (mapping && pthread_attr_init(&attributes) == 0) {
-        *mapping = {memory, bytes, population};
+        *mapping = {memory, bytes};
         pthread_t thread;
         const bool started = pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED) == 0 &&
                              pthread_create(&thread, &attributes, tUnmap, mapping) == 0;
@@ -152,10 +86,6 @@ void ReleaseTable(void* memory, std::size_t bytes, Population* population) {
         if (started) return;
     }
     free(mapping);
-    if (population) {
-        while (!population->done.load()) usleep(1000);
-        delete population;
-    }
     munmap(memory, bytes);
 }
 
@@ -180,8 +110,7 @@ uint64_t HashEntriesForMB(int megabytes) {
 
 void AllocateHashTable(uint64_t entries, int megabytes) {
     TranspositionTable& tt = transpositionTable;
-    ReleaseTable(tt.records, tt.mappedBytes, currentPopulation);
-    currentPopulation = nullptr;
+    ReleaseTable(tt.records, tt.mappedBytes);
     tt.records = nullptr;
     tt.lineEpochs = nullptr;
     tt.entries = 0;
@@ -204,7 +133,6 @@ void AllocateHashTable(uint64_t entries, int megabytes) {
     tt.entries = entries;
     tt.sizeMB = megabytes;
     tt.mappedBytes = bytes;
-    StartPopulation(memory, bytes);
     printf("Allocated %i MB for the Hash Table\n", megabytes);
     fflush(stdout);
 }
