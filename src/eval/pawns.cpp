@@ -112,11 +112,20 @@ void StorePawnHash(SearchThread& thread, int16_t score, Bitboard passed, uint8_t
 }
 
 PawnStructure CachedPawnStructure(SearchThread& thread) {
-    PawnHashEntry entry;
-    const int stored = ProbePawnHash(thread, entry);
-    if (stored != PAWN_HASH_MISS) return {int16_t(stored), entry.passed, entry.healthyCount};
-    const PawnStructure result = EvaluatePawnStructure(*thread.current);
-    StorePawnHash(thread, result.score, result.passed, result.healthyCount);
+    // ProbePawnHash and StorePawnHash in one, with the key computed once.
+    PawnHashTable* table = thread.pawnHash;
+    const Position& pos = *thread.current;
+    if (!table) return EvaluatePawnStructure(pos);
+    const uint64_t key = PawnKey(pos);
+    PawnHashEntry& slot = table->entries[key & (table->entryCount - 1)];
+    const Bitboard pawns = Pawns(pos);
+    if (slot.epoch == table->epoch) {
+        if (slot.key == key && slot.pawns == pawns) return {slot.score, slot.passed, slot.healthyCount};
+    } else if (key == 0 && pawns == 0) {
+        return {0, 0, 0};  // what the zeroed slot of a cleared table holds
+    }
+    const PawnStructure result = EvaluatePawnStructure(pos);
+    slot = {key, pawns, result.passed, result.healthyCount, result.score, table->epoch};
     return result;
 }
 
