@@ -106,9 +106,9 @@ for ((i = 0; i < reps; ++i)); do
     add "tt rss after allocate" MB "$(sed -n 's/^allocate 8192 MB.*rss \([0-9.]*\) MB/\1/p' "$work/tt.txt")"
     add "tt clear untouched" ms "$(grep -m 1 '^clear untouched' "$work/tt.txt" | sed -n 's/.*: \([0-9.]*\) ms.*/\1/p')"
     add "tt 500000 random stores" ms "$(sed -n 's/^500000 random stores: \([0-9.]*\) ms.*/\1/p' "$work/tt.txt")"
-    add "tt rss after stores" MB "$(sed -n 's/^500000 random stores.*rss \([0-9.]*\) MB/\1/p' "$work/tt.txt")"
+    add "tt rss after stores" MB "$(sed -n 's/^500000 random stores:.*rss \([0-9.]*\) MB/\1/p' "$work/tt.txt")"
     add "tt clear used" ms "$(sed -n 's/^clear used table: \([0-9.]*\) ms.*/\1/p' "$work/tt.txt")"
-    add "tt rss after clear" MB "$(sed -n 's/^rss once the old pages are released: \([0-9.]*\) MB/\1/p' "$work/tt.txt")"
+    add "tt rss after clear" MB "$(sed -n 's/^clear used table:.*rss \([0-9.]*\) MB/\1/p' "$work/tt.txt")"
 done
 
 echo "== tablebase probes (tbprobe_bench)"

@@ -16,7 +16,7 @@ printf 'c\nsd 6\ngo\nkiller\ngo\nthread 2\ngood\nst 1\ngo\nq\n' | "$engine" > co
 {
     printf 'uci\nisready\nucinewgame\nposition startpos moves e2e4 e7e5\ngo wtime 3000 btime 3000 winc 0 binc 0\n'
     sleep 2
-    printf 'position startpos moves d2d4\ngo infinite\n'
+    printf 'isready\nposition startpos moves d2d4\ngo infinite\n'
     sleep 1
     printf 'stop\n'
     sleep 1

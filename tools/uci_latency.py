@@ -2,7 +2,7 @@
 """Measures how long a UCI engine takes to answer "uci" with "uciok" and "isready" with "readyok",
 as an interface sees it over pipes, in the given working directory (its settings file, if any).
 
-usage: tools/uci_latency.py ENGINE [WORKDIR] [REPEATS]
+usage: tools/uci_latency.py ENGINE [WORKDIR] [REPEATS] [MOVETIME_MS]
 """
 import subprocess
 import sys
@@ -26,6 +26,7 @@ def main():
         sys.exit(__doc__)
     engine, workdir = sys.argv[1], sys.argv[2] if len(sys.argv) > 2 else None
     repeats = int(sys.argv[3]) if len(sys.argv) > 3 else 5
+    movetime = int(sys.argv[4]) if len(sys.argv) > 4 else 300
     uci, ready = [], []
     for _ in range(repeats):
         proc = subprocess.Popen([engine], cwd=workdir, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
@@ -34,7 +35,7 @@ def main():
         uci.append(answer_time(proc, "uci", "uciok"))
         ready.append(answer_time(proc, "isready", "readyok"))
         # A second "isready" after a search, when the tables hold data.
-        proc.stdin.write("position startpos\ngo movetime 300\n")
+        proc.stdin.write(f"position startpos\ngo movetime {movetime}\n")
         proc.stdin.flush()
         while not proc.stdout.readline().startswith("bestmove"):
             pass

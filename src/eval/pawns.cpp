@@ -98,6 +98,7 @@ int ProbePawnHash(SearchThread& thread, PawnHashEntry& entry) {
     const Position& pos = *thread.current;
     const uint64_t key = PawnKey(pos);
     entry = table->entries[key & (table->entryCount - 1)];
+    if (entry.epoch != table->epoch) entry = PawnHashEntry{};
     if (entry.key == key && entry.pawns == Pawns(pos)) return entry.score;
     return PAWN_HASH_MISS;
 }
@@ -107,15 +108,24 @@ void StorePawnHash(SearchThread& thread, int16_t score, Bitboard passed, uint8_t
     if (!table) return;
     const Position& pos = *thread.current;
     const uint64_t key = PawnKey(pos);
-    table->entries[key & (table->entryCount - 1)] = {key, Pawns(pos), passed, healthyCount, score};
+    table->entries[key & (table->entryCount - 1)] = {key, Pawns(pos), passed, healthyCount, score, table->epoch};
 }
 
 PawnStructure CachedPawnStructure(SearchThread& thread) {
-    PawnHashEntry entry;
-    const int stored = ProbePawnHash(thread, entry);
-    if (stored != PAWN_HASH_MISS) return {int16_t(stored), entry.passed, entry.healthyCount};
-    const PawnStructure result = EvaluatePawnStructure(*thread.current);
-    StorePawnHash(thread, result.score, result.passed, result.healthyCount);
+    // ProbePawnHash and StorePawnHash in one, with the key computed once.
+    PawnHashTable* table = thread.pawnHash;
+    const Position& pos = *thread.current;
+    if (!table) return EvaluatePawnStructure(pos);
+    const uint64_t key = PawnKey(pos);
+    PawnHashEntry& slot = table->entries[key & (table->entryCount - 1)];
+    const Bitboard pawns = Pawns(pos);
+    if (slot.epoch == table->epoch) {
+        if (slot.key == key && slot.pawns == pawns) return {slot.score, slot.passed, slot.healthyCount};
+    } else if (key == 0 && pawns == 0) {
+        return {0, 0, 0};  // what the zeroed slot of a cleared table holds
+    }
+    const PawnStructure result = EvaluatePawnStructure(pos);
+    slot = {key, pawns, result.passed, result.healthyCount, result.score, table->epoch};
     return result;
 }
 
@@ -127,7 +137,7 @@ void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool anno
     PawnHashEntry* slots = nullptr;
     if (entries <= SIZE_MAX / sizeof(PawnHashEntry))
         slots = static_cast<PawnHashEntry*>(calloc(size_t(entries), sizeof(PawnHashEntry)));
-    PawnHashTable* table = slots ? new (std::nothrow) PawnHashTable{slots, entries} : nullptr;
+    PawnHashTable* table = slots ? new (std::nothrow) PawnHashTable{slots, entries, 0} : nullptr;
     if (!table) {
         free(slots);
         printf("HashPawn Table Memory Allocation Failed!\n");
@@ -144,8 +154,13 @@ void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool anno
 void ClearPawnHash(SearchThread& thread, uint64_t entries) {
     PawnHashTable* table = thread.pawnHash;
     if (!table) return;
-    if (entries > table->entryCount) entries = table->entryCount;
-    memset(static_cast<void*>(table->entries), 0, size_t(entries) * sizeof(PawnHashEntry));
+    if (entries < table->entryCount) {
+        memset(static_cast<void*>(table->entries), 0, size_t(entries) * sizeof(PawnHashEntry));
+        return;
+    }
+    // The whole table: the pages stay, and every entry of an earlier epoch reads as empty. Zeros are
+    // written only when the epoch wraps round, and the zeroed entries belong to epoch 0.
+    if (++table->epoch == 0) memset(static_cast<void*>(table->entries), 0, size_t(table->entryCount) * sizeof(PawnHashEntry));
 }
 
 void FreePawnHash(SearchThread& thread) {

@@ -14,6 +14,7 @@ struct PawnHashEntry {
     Bitboard passed;  // the scored side's passed pawns
     uint8_t healthyCount;
     int16_t score;
+    uint32_t epoch;  // the table's epoch when stored; an entry of another epoch reads as empty
 };
 static_assert(sizeof(PawnHashEntry) == 32);
 
@@ -21,6 +22,8 @@ static_assert(sizeof(PawnHashEntry) == 32);
 struct PawnHashTable {
     PawnHashEntry* entries;
     uint64_t entryCount;
+    // A clear moves to the next epoch instead of writing zeros over the table.
+    uint32_t epoch;
 };
 
 // No pawn-structure score reaches this value.

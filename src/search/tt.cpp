@@ -2,6 +2,10 @@
 
 #include <pthread.h>
 #include <sys/mman.h>
+#include <sys/sysinfo.h>
+
+#include <algorithm>
+#include <span>
 
 #include <atomic>
 #include <cinttypes>
@@ -21,22 +25,38 @@ namespace {
 
 constexpr int MAX_HASH_MB = 8192;
 
-// The table lives in anonymous mapped memory: fresh pages read as zero without being touched, so neither
-// mapping nor clearing an unused table costs time or resident memory. The words of a record are read and
-// written as relaxed atomics: threads race on records by design.
+// The words of a record are read and written as relaxed atomics: threads race on records by design.
 uint64_t LoadWord(uint64_t& word) { return std::atomic_ref<uint64_t>(word).load(std::memory_order_relaxed); }
 void StoreWord(uint64_t& word, uint64_t value) {
     std::atomic_ref<uint64_t>(word).store(value, std::memory_order_relaxed);
 }
+uint8_t LoadEpoch(uint8_t& tag) { return std::atomic_ref<uint8_t>(tag).load(std::memory_order_acquire); }
+void StoreEpoch(uint8_t& tag, uint8_t value) { std::atomic_ref<uint8_t>(tag).store(value, std::memory_order_release); }
+
+// One mapping holds the records and, on the next page, the epochs of their lines.
+std::size_t EpochOffset(uint64_t entries) {
+    const std::size_t bytes = (entries + 4) * sizeof(HashRecord);
+    return (bytes + 4095) & ~std::size_t(4095);
+}
+uint64_t LineCount(uint64_t entries) { return (entries + 4 + 3) / 4; }
+
+// A table the machine cannot hold in memory and swap would fail at some later page of a search instead.
+bool MachineCanBack(std::size_t bytes) {
+    struct sysinfo info;
+    if (sysinfo(&info) != 0) return true;
+    const unsigned __int128 total = (unsigned __int128)(info.totalram + info.totalswap) * info.mem_unit;
+    return bytes <= total;
+}
 
 // Zeroed pages that nothing has touched yet, or nullptr.
-HashRecord* MapRecords(std::size_t bytes) {
-    void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+void* MapTable(std::size_t bytes) {
+    if (!MachineCanBack(bytes)) return nullptr;
+    void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) return nullptr;
-    // Small pages: a fresh table is touched at random, and each first touch of a large page would zero
-    // 2 MB, which fills gigabytes in the first seconds of a search.
+    // Small pages, made resident where the search writes and kept for the table's life. A huge page
+    // would be zeroed whole at its first touch, 2 MB at a time in the middle of a search.
     madvise(memory, bytes, MADV_NOHUGEPAGE);
-    return static_cast<HashRecord*>(memory);
+    return memory;
 }
 
 struct Mapping {
@@ -51,14 +71,14 @@ void* tUnmap(void* arg) {
     return nullptr;
 }
 
-// Handing gigabytes of touched pages back to the system takes seconds, so a used table is released by a
+// Handing gigabytes of touched pages back to the system takes seconds, so a table is released by a
 // thread of its own and the front end can answer at once.
-void ReleaseRecords(HashRecord* records, std::size_t bytes, bool used) {
-    if (!records) return;
-    Mapping* mapping = used ? static_cast<Mapping*>(malloc(sizeof(Mapping))) : nullptr;
+void ReleaseTable(void* memory, std::size_t bytes) {
+    if (!memory) return;
+    Mapping* mapping = static_cast<Mapping*>(malloc(sizeof(Mapping)));
     pthread_attr_t attributes;
     if (mapping && pthread_attr_init(&attributes) == 0) {
-        *mapping = {records, bytes};
+        *mapping = {memory, bytes};
         pthread_t thread;
         const bool started = pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED) == 0 &&
                              pthread_create(&thread, &attributes, tUnmap, mapping) == 0;
@@ -66,7 +86,17 @@ void ReleaseRecords(HashRecord* records, std::size_t bytes, bool used) {
         if (started) return;
     }
     free(mapping);
-    munmap(records, bytes);
+    munmap(memory, bytes);
+}
+
+// Which of the four records from index on lie in a line of an earlier epoch (bit i for record index + i).
+// Stale records read as zero words, exactly like the records of a freshly zeroed table.
+unsigned StaleRecords(TranspositionTable& tt, uint64_t index) {
+    const uint64_t line = index >> 2;
+    const unsigned firstLine = 0xFu >> (index & 3);  // records of the bucket in the first line
+    unsigned stale = LoadEpoch(tt.lineEpochs[line]) != tt.epoch ? firstLine : 0;
+    if ((index & 3) && LoadEpoch(tt.lineEpochs[line + 1]) != tt.epoch) stale |= 0xFu & ~firstLine;
+    return stale;
 }
 
 }  // namespace
@@ -80,19 +110,26 @@ uint64_t HashEntriesForMB(int megabytes) {
 
 void AllocateHashTable(uint64_t entries, int megabytes) {
     TranspositionTable& tt = transpositionTable;
-    ReleaseRecords(tt.records, tt.mappedBytes, tt.written);
+    ReleaseTable(tt.records, tt.mappedBytes);
     tt.records = nullptr;
+    tt.lineEpochs = nullptr;
     tt.entries = 0;
+    tt.lineCount = 0;
     tt.mappedBytes = 0;
+    tt.epoch = 0;
+    tt.sweepCursor = 0;
     tt.written = 0;
-    const std::size_t bytes = (entries + 4) * sizeof(HashRecord);
-    HashRecord* records = entries ? MapRecords(bytes) : nullptr;
-    if (!records) {
+    const std::size_t bytes = EpochOffset(entries) + LineCount(entries);
+    void* memory = entries ? MapTable(bytes) : nullptr;
+    if (!memory) {
         printf("Hash Table Memory Allocation Failed!\n");
         fflush(stdout);
         return;
     }
-    tt.records = records;
+    // Every line starts out zeroed and stamped with epoch 0, the current one.
+    tt.records = static_cast<HashRecord*>(memory);
+    tt.lineEpochs = static_cast<uint8_t*>(memory) + EpochOffset(entries);
+    tt.lineCount = LineCount(entries);
     tt.entries = entries;
     tt.sizeMB = megabytes;
     tt.mappedBytes = bytes;
@@ -103,14 +140,21 @@ void AllocateHashTable(uint64_t entries, int megabytes) {
 void ClearHashTable() {
     TranspositionTable& tt = transpositionTable;
     if (!tt.records || !tt.written) return;
-    // Fresh pages instead of writing gigabytes of zeros; the old ones go back to the system meanwhile.
-    if (HashRecord* fresh = MapRecords(tt.mappedBytes)) {
-        ReleaseRecords(tt.records, tt.mappedBytes, true);
-        tt.records = fresh;
-    } else if (madvise(tt.records, tt.mappedBytes, MADV_DONTNEED) != 0) {
-        memset(tt.records, 0, tt.mappedBytes);
-    }
+    // Epochs run 1..255. A line last stamped with epoch e would come back to life when the epoch returns
+    // to e, 255 clears later; each clear resets a 1/254 share of the stamps to 0 (never current), so every
+    // stamp is reset before its epoch comes round again.
+    tt.epoch = tt.epoch == 255 ? 1 : uint8_t(tt.epoch + 1);
+    const uint64_t share = (tt.lineCount + 253) / 254;
+    const uint64_t count = std::min(share, tt.lineCount - tt.sweepCursor);
+    memset(tt.lineEpochs + tt.sweepCursor, 0, count);
+    tt.sweepCursor = tt.sweepCursor + count >= tt.lineCount ? 0 : tt.sweepCursor + count;
     tt.written = 0;
+}
+
+HashRecord ReadHashRecord(uint64_t i) {
+    TranspositionTable& tt = transpositionTable;
+    if (LoadEpoch(tt.lineEpochs[i >> 2]) != tt.epoch) return {0, 0};
+    return {LoadWord(tt.records[i].check), LoadWord(tt.records[i].data)};
 }
 
 void DumpHashTable() {
@@ -125,7 +169,8 @@ void DumpHashTable() {
     char text[MOVE_TEXT_SIZE];
     fputs("Key;Score;Depth;Age;Best;Flags;\n", file);
     for (uint64_t i = 0; i < tt.entries; ++i) {
-        uint64_t check = LoadWord(tt.records[i].check), data = LoadWord(tt.records[i].data);
+        const HashRecord record = ReadHashRecord(i);
+        const uint64_t check = record.check, data = record.data;
         MoveToText(text, HashBest(data), side);
         fprintf(file, "%" PRIu64 ";%i;%i;%i;%s;%i;\n", check, HashScore(data), HashDepth(data), HashAge(data), text,
                 HashFlags(data));
@@ -140,9 +185,11 @@ int16_t ProbeHashAt(const Position& pos, uint64_t& data, uint8_t depth, uint8_t 
     TranspositionTable& tt = transpositionTable;
     if (!tt.records) return HashMiss;
     HashRecord* bucket = tt.records + index;
+    const unsigned stale = StaleRecords(tt, index);
     for (int i = 0; i < 4; ++i) {
-        uint64_t word = LoadWord(bucket[i].data);
-        if ((LoadWord(bucket[i].check) ^ word) != pos.key) continue;
+        const bool live = !(stale >> i & 1);
+        uint64_t word = live ? LoadWord(bucket[i].data) : 0;
+        if (((live ? LoadWord(bucket[i].check) : 0) ^ word) != pos.key) continue;
         data = word;
         if (HashDepth(word) < depth) return HashNoCut;
         int score = HashScore(word);
@@ -169,6 +216,18 @@ void StoreHashAt(const Position& pos, uint8_t depth, uint8_t ply, int flags, int
     TranspositionTable& tt = transpositionTable;
     if (searchStop || iterationAbort || !tt.records) return;
     HashRecord* bucket = tt.records + index;
+    // Lines of an earlier epoch are zeroed and stamped before the slot is chosen. Two threads doing this
+    // at once may lose a store, as two threads storing into one record may.
+    if (StaleRecords(tt, index)) {
+        for (uint64_t line = index >> 2; line <= (index + 3) >> 2; ++line) {
+            if (LoadEpoch(tt.lineEpochs[line]) == tt.epoch) continue;
+            for (HashRecord& record : std::span(tt.records + line * 4, 4)) {
+                StoreWord(record.data, 0);
+                StoreWord(record.check, 0);
+            }
+            StoreEpoch(tt.lineEpochs[line], tt.epoch);
+        }
+    }
 
     int slot = -1;
     int oldest = -1;

@@ -44,6 +44,15 @@ struct TranspositionTable {
     uint64_t entries = 0;  // N, a power of two; 0 while no table is allocated
     int sizeMB = 0;
     std::size_t mappedBytes = 0;
+    // Clearing gigabytes between searches must cost nothing and keep the pages, so a clear only moves the
+    // table to a new epoch. Each 64-byte line of four records (the records start on a page boundary) has
+    // the epoch it was last made valid in; a line of another epoch reads as four empty records and is
+    // zeroed by the first store into it. Lines are read with acquire loads and stamped with release stores,
+    // so a reader that sees the current epoch also sees the line's zeroing.
+    uint8_t* lineEpochs = nullptr;
+    uint64_t lineCount = 0;
+    uint8_t epoch = 0;  // changed only while no search runs; 0 is never current again after a clear
+    uint64_t sweepCursor = 0;
     // Set by the first store after a clear, so that clearing an untouched table costs nothing.
     Relaxed<uint32_t> written;
 };
@@ -57,6 +66,17 @@ uint64_t HashEntriesForMB(int megabytes);
 // or the failure message; after a failure probes miss and stores are dropped until a later allocation works.
 void AllocateHashTable(uint64_t entries, int megabytes);
 void ClearHashTable();
+// Record i as every reader sees it: all zero when its line belongs to an earlier epoch.
+HashRecord ReadHashRecord(uint64_t i);
+// Asks for the bucket of a key that a probe is likely to need soon.
+inline void PrefetchHash(uint64_t key) {
+    const TranspositionTable& tt = transpositionTable;
+    if (!tt.records) return;
+    const uint64_t index = key & (tt.entries - 1);
+    __builtin_prefetch(tt.records + index);
+    __builtin_prefetch(tt.records + index + 3);
+    __builtin_prefetch(tt.lineEpochs + (index >> 2));
+}
 // Writes every addressable record to "DumpHash/dump.csv".
 void DumpHashTable();
 

@@ -70,6 +70,19 @@ TEST(PawnHash, ProbeStoreKeysAndAllocation) {
     EXPECT_EQ(ProbePawnHash(*thread, entry), 123);
     EXPECT_EQ(entry.passed, SquareBit(14));
     EXPECT_EQ(entry.healthyCount, 2);
+    // A clear empties every entry: a miss, except the pawnless key 0 that an all-zero entry matches.
+    auto bare = NewTestThread();
+    SetupFen(*bare, "4k3/8/8/8/8/8/8/4K3 b - - 0 1");
+    bare->pawnHash = thread->pawnHash;
+    ASSERT_EQ(PawnKey(*bare->current), 0u);
+    StorePawnHash(*bare, 55, 0, 0);
+    ClearPawnHash(*thread, 1024);
+    EXPECT_EQ(ProbePawnHash(*bare, entry), 0);
+    EXPECT_EQ(ProbePawnHash(*thread, entry), PAWN_HASH_MISS);
+    EXPECT_EQ(CachedPawnStructure(*thread).score, EvaluatePawnStructure(*thread->current).score);
+    EXPECT_EQ(ProbePawnHash(*thread, entry), EvaluatePawnStructure(*thread->current).score);
+    bare->pawnHash = nullptr;
+    StorePawnHash(*thread, 123, SquareBit(14), 2);
 
     // The same pawns scored for the other side have another key.
     const uint64_t whiteKey = PawnKey(*thread->current);
