@@ -44,10 +44,8 @@ inline std::string KeepQuickLines(const uint8_t* data, size_t size, const char* 
 // Runs loop with the given text as its whole input.
 template <typename Loop>
 void RunLoopOn(const std::string& text, Loop loop) {
-    FILE* stream = fmemopen(const_cast<char*>(text.data()), text.size(), "r");
-    if (!stream) return;
-    SetInputStream(stream);
+    MemoryInput input(text);
+    SetInputSource(&input);
     loop();
-    SetInputStream(nullptr);
-    std::fclose(stream);
+    SetInputSource(nullptr);
 }
