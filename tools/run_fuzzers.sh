@@ -2,6 +2,8 @@
 # Builds the libFuzzer targets with clang and runs each for the given number of seconds (default 60).
 # Usage: tools/run_fuzzers.sh [SECONDS] [TARGET...]   (targets: fen ini book console uci tb)
 # New inputs go to a scratch corpus under build-fuzz/, so the small seed corpus in fuzz/corpus stays as it is.
+# Exits with status 1 when a target found a fault (a crash, a sanitizer report, an input that runs over 10 s);
+# the end of its log is printed and the input is kept under build-fuzz/artifacts/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
@@ -24,6 +26,7 @@ if [ -d "$shared/syzygy" ]; then
     done
 fi
 
+failed=0
 for t in "${targets[@]}"; do
     work=build-fuzz/corpus/$t
     mkdir -p "$work" build-fuzz/artifacts
@@ -33,8 +36,13 @@ for t in "${targets[@]}"; do
     [ -n "$seeds" ] && seeds=$(cd "$seeds" && pwd)
     log=build-fuzz/fuzz_$t.log
     # The targets run in a scratch directory: the command loops may write files such as DumpHash/dump.csv.
-    (cd build-fuzz && ./fuzz/fuzz_$t -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix=artifacts/ \
+    (cd build-fuzz && ./fuzz/fuzz_$t -max_total_time="$seconds" -timeout=10 -print_final_stats=1 -artifact_prefix=artifacts/ \
         "corpus/$t" ${seeds:+"$seeds"}) > "$log" 2>&1 && status=ok || status=FAILED
     runs=$(grep -o 'stat::number_of_executed_units: [0-9]*' "$log" | grep -o '[0-9]*$' || echo '?')
     printf '%-8s %-7s %12s executions  (log: %s)\n' "$t" "$status" "$runs" "$log"
+    if [ "$status" = FAILED ]; then
+        failed=1
+        tail -n 40 "$log"
+    fi
 done
+exit $failed

@@ -283,15 +283,16 @@ const Command* FindCommand(const char* line) {
 // and comes back with overlong set. False at the end of input.
 bool ReadCommand(char (&line)[LINE_BUFFER], bool& overlong) {
     overlong = false;
-    if (!ReadInputLine(line)) return false;
-    if (char* lf = std::strchr(line, '\n')) {
-        *lf = '\0';
-    } else if (std::strlen(line) == LINE_BUFFER - 1) {
+    size_t length = ReadInputLine(line);
+    if (length == 0) return false;
+    if (line[length - 1] == '\n') {
+        line[length - 1] = '\0';
+    } else if (length == LINE_BUFFER - 1) {
         // A full buffer is a whole line only when the input ends right after it.
         char rest[LINE_BUFFER];
-        while (ReadInputLine(rest)) {
+        while (size_t more = ReadInputLine(rest)) {
             overlong = true;
-            if (std::strchr(rest, '\n')) break;
+            if (rest[more - 1] == '\n') break;
         }
     }
     return true;

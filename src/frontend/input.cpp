@@ -1,15 +1,88 @@
 #include "frontend/input.h"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+
 namespace {
-FILE* inputStream = nullptr;  // null means standard input, which is not a constant expression
+
+class DescriptorInput : public InputSource {
+public:
+    size_t Read(char* buffer, size_t size) override {
+        for (;;) {
+            ssize_t n = ::read(0, buffer, size);
+            if (n >= 0) return size_t(n);
+            // A read error ends the input as the end of file would.
+            if (errno != EINTR) return 0;
+        }
+    }
+};
+
+DescriptorInput standardInput;
+
+// The main thread and the ponder monitor take turns at reading; the mutex orders their use of the buffer.
+std::mutex readerMutex;
+InputSource* source = &standardInput;
+char readAhead[4096];
+size_t readStart = 0, readEnd = 0;
+
+// Makes sure bytes are waiting; false at the end of the input. Called with the mutex held.
+bool Fill() {
+    if (readStart < readEnd) return true;
+    readStart = 0;
+    readEnd = source->Read(readAhead, sizeof readAhead);
+    return readEnd > 0;
 }
 
-void SetInputStream(FILE* stream) { inputStream = stream; }
+}  // namespace
 
-bool ReadInputLine(char (&buf)[LINE_BUFFER]) {
-    if (!std::fgets(buf, LINE_BUFFER, inputStream ? inputStream : stdin)) {
-        buf[0] = '\0';
-        return false;
+size_t MemoryInput::Read(char* buffer, size_t size) {
+    size_t n = std::min({size, chunk_, text_.size() - at_});
+    std::memcpy(buffer, text_.data() + at_, n);
+    at_ += n;
+    return n;
+}
+
+void SetInputSource(InputSource* replacement) {
+    std::lock_guard<std::mutex> lock(readerMutex);
+    source = replacement ? replacement : &standardInput;
+    readStart = readEnd = 0;
+}
+
+size_t ReadInputLine(char (&buf)[LINE_BUFFER]) {
+    std::lock_guard<std::mutex> lock(readerMutex);
+    size_t length = 0;
+    while (length < LINE_BUFFER - 1 && Fill()) {
+        const char* begin = readAhead + readStart;
+        size_t take = std::min(readEnd - readStart, size_t(LINE_BUFFER - 1) - length);
+        if (const void* lf = std::memchr(begin, '\n', take)) take = size_t(static_cast<const char*>(lf) - begin) + 1;
+        std::memcpy(buf + length, begin, take);
+        length += take;
+        readStart += take;
+        if (buf[length - 1] == '\n') break;
     }
-    return true;
+    buf[length] = '\0';
+    return length;
+}
+
+bool ReadLongLine(std::string& line, size_t maxLength) {
+    std::lock_guard<std::mutex> lock(readerMutex);
+    line.clear();
+    bool any = false;
+    while (Fill()) {
+        any = true;
+        const char* begin = readAhead + readStart;
+        const char* lf = static_cast<const char*>(std::memchr(begin, '\n', readEnd - readStart));
+        size_t take = lf ? size_t(lf - begin) : readEnd - readStart;
+        if (line.size() < maxLength) line.append(begin, std::min(take, maxLength - line.size()));
+        readStart += take;
+        if (lf) {
+            ++readStart;
+            return true;
+        }
+    }
+    return any;
 }

@@ -69,6 +69,8 @@ int RunEngine(int argc, char** argv) {
 
     // A GUI reading the pipe must see every line at once.
     std::setvbuf(stdout, nullptr, _IONBF, 0);
+    // Input goes through the line reader alone, which reads the descriptor itself; the stream is never
+    // read, and unbuffered it could not take bytes ahead of the reader if it were.
     std::setvbuf(stdin, nullptr, _IONBF, 0);
 
     std::printf("%s\n", RULE);

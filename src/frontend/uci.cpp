@@ -1,9 +1,6 @@
 #include "frontend/uci.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <climits>
 #include <cstdio>
@@ -23,6 +20,7 @@
 #include "eval/pawns.h"
 #include "frontend/config.h"
 #include "frontend/gameend.h"
+#include "frontend/input.h"
 #include "search/iterate.h"
 #include "search/search.h"
 #include "search/threads.h"
@@ -98,12 +96,6 @@ void MonitorInput() {
         }
     }
 }
-
-// Standard input is read straight from its descriptor, so a line of any length costs a few system calls;
-// the loop and the monitor take turns, the mutex only orders their use of the buffer.
-std::mutex inputMutex;
-char inputBuffer[4096];
-size_t inputStart = 0, inputEnd = 0;
 
 // The whole value after a keyword: blanks, an optional sign, digits; 0 when there are none.
 int32_t KeywordValue(const char* text) {
@@ -181,33 +173,9 @@ void GoCommand(const std::string& line) {
 }  // namespace
 
 bool ReadUciLine(std::string& line) {
-    std::lock_guard<std::mutex> lock(inputMutex);
-    line.clear();
-    bool partial = false;
-    for (;;) {
-        if (inputStart == inputEnd) {
-            ssize_t n = ::read(0, inputBuffer, sizeof inputBuffer);
-            if (n < 0 && errno == EINTR) continue;
-            // A last line without its newline still counts.
-            if (n <= 0) {
-                CleanLine(line);
-                return partial;
-            }
-            inputStart = 0;
-            inputEnd = size_t(n);
-        }
-        const char* begin = inputBuffer + inputStart;
-        const char* newline = static_cast<const char*>(std::memchr(begin, '\n', inputEnd - inputStart));
-        size_t take = newline ? size_t(newline - begin) : inputEnd - inputStart;
-        if (line.size() < UCI_LINE_MAX) line.append(begin, std::min(take, UCI_LINE_MAX - line.size()));
-        inputStart += take;
-        partial = true;
-        if (newline) {
-            ++inputStart;
-            CleanLine(line);
-            return true;
-        }
-    }
+    if (!ReadLongLine(line, UCI_LINE_MAX)) return false;
+    CleanLine(line);
+    return true;
 }
 
 bool ReadGoParameters(const char* line) {
@@ -305,6 +273,8 @@ int UciLoop() {
     if (settings.useSyzygy) InitTablebases(settings.dtzPath, settings.wdlPath);
     std::printf("uciok\n");
 
+    // A quit seen by the monitor of an earlier session in this process must not end this one.
+    quitRequested = 0;
     std::string line;
     for (;;) {
         std::fflush(stdout);

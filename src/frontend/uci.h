@@ -30,7 +30,7 @@ void tPonderUCIMonitor();
 constexpr size_t UCI_LINE_MAX = size_t(1) << 20;
 
 // Command bodies of the loop.
-// Reads one line of standard input without its newline (and trailing blanks); false at end of input.
+// Reads one input line without its newline (and trailing blanks); false at end of input.
 bool ReadUciLine(std::string& line);
 // "go": stores the clock and limit values and sets the search flags; true when the search needs the monitor.
 bool ReadGoParameters(const char* line);

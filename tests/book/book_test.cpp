@@ -142,7 +142,6 @@ TEST(BookPick, FirstEntryOrAnEntryOfTheKey) {
     auto book = WriteBook("pick", {{key - 3, MoveField("h2h3"), 50, 0}, {key, MoveField("e2e4"), 0, 0},
                                    {key, MoveField("e1h1"), 0, 0}, {key, MoveField("c2c4"), 900, 0},
                                    {key + 1, MoveField("a2a3"), 50, 0}});
-    const uint32_t saved = settings.randomBook;
     char move[6] = "";
     settings.randomBook = 0;
     testing::internal::CaptureStdout();
@@ -157,7 +156,6 @@ TEST(BookPick, FirstEntryOrAnEntryOfTheKey) {
             << move;
     }
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    settings.randomBook = saved;
     std::filesystem::remove(book);
 }
 

@@ -110,7 +110,6 @@ TEST(PawnHash, ProbeStoreKeysAndAllocation) {
 // The announcements and the rejected counts are checked by the console transcript; here, the tables.
 TEST(PawnHash, ThreadCommandReallocatesTables) {
     auto contexts = std::make_unique<SearchThread[]>(24);
-    const EngineSettings saved = settings;
     settings.pawnHashEntries = 256;
     settings.pawnHashSizeMB = 7;
     settings.threadCount = 3;
@@ -123,5 +122,4 @@ TEST(PawnHash, ThreadCommandReallocatesTables) {
     EXPECT_EQ(contexts[2].pawnHash, nullptr) << "a table beyond the thread count is freed";
     EXPECT_EQ(contexts[0].pawnHash->entryCount, 256u);
     for (int i = 0; i < 24; ++i) FreePawnHash(contexts[i]);
-    settings = saved;
 }

@@ -127,8 +127,6 @@ std::string MoveOf(const std::string& bestmoveLine) {
 }  // namespace
 
 TEST(UciCommands, GoValuesAreConvertedAndPersist) {
-    const TimeControl saved = timeControl;
-    const EngineSettings savedSettings = settings;
     mainContext.current = NewGame();
     ASSERT_EQ(SetUciPosition("position startpos moves e2e4"), 1);  // Black to move
     timeControl.movesToGo = 0;
@@ -166,8 +164,6 @@ TEST(UciCommands, GoValuesAreConvertedAndPersist) {
     EXPECT_FALSE(ReadGoParameters("go"));
     EXPECT_EQ(pondering.load() + infiniteSearch.load(), 0u);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "#DEBUG: go ponder\nCommand: infinite\n");
-    timeControl = saved;
-    settings = savedSettings;
 }
 
 TEST(UciCommands, PositionOffsetsAndMoveLists) {

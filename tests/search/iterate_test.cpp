@@ -22,12 +22,9 @@ namespace {
 const char* const START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 const char* const KIWIPETE = "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1";
 
-// Gives the contexts their tables and restores the process-wide settings each test changes.
+// Gives the contexts their tables and each test the settings of a plain console search.
 class SearchDriver : public testing::Test {
 protected:
-    EngineSettings savedSettings = settings;
-    uint32_t savedMode = ProtocolMode;
-
     static void SetUpTestSuite() {
         testing::internal::CaptureStdout();
         if (transpositionTable.entries == 0) AllocateHashTable(HashEntriesForMB(16), 16);
@@ -39,12 +36,6 @@ protected:
         settings.postThinking = 1;
         settings.threadCount = 1;
         settings.maxDepth = 63;
-        ProtocolMode = MODE_CONSOLE;
-    }
-    void TearDown() override {
-        settings = savedSettings;
-        ProtocolMode = savedMode;
-        ponderEnabled = 0;
     }
 
     static void SetPosition(const char* fen) {

@@ -16,8 +16,6 @@ TimeControl Clocks(int myTime, int oppTime, int increment = 0, int movesToGo = 0
 }
 
 TEST(AllocateTime, DivisorAndAllotment) {
-    uint32_t savedMode = ProtocolMode;
-    ProtocolMode = MODE_CONSOLE;
     struct Case {
         TimeControl tc;
         int moveNumber, divisor, allocated;
@@ -52,7 +50,6 @@ TEST(AllocateTime, DivisorAndAllotment) {
     AllocateTime(tc, 30);
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(ponderEnabled + pondering, 0u);
-    ProtocolMode = savedMode;
 }
 
 // Milliseconds until the timer raised the stop flag, or -1 when it did not within the patience.
@@ -65,8 +62,6 @@ int WaitForStop(int32_t start, int patienceMs) {
 }
 
 TEST(Timer, StopsAfterTheLimitAndOnlyForItsSearch) {
-    uint32_t savedMode = ProtocolMode;
-    ProtocolMode = MODE_CONSOLE;
     testing::internal::CaptureStdout();
     // A move-time limit makes even a console search timed: 5 centiseconds.
     TimeControl tc = Clocks(720000, 720000);
@@ -90,7 +85,6 @@ TEST(Timer, StopsAfterTheLimitAndOnlyForItsSearch) {
     EXPECT_EQ(WaitForStop(tc.startTime, 200), -1);
     RetireTimer();
     testing::internal::GetCapturedStdout();
-    ProtocolMode = savedMode;
 }
 
 }  // namespace
