@@ -7,7 +7,3 @@
 // above it are overwritten. A position without legal moves met before the last ply counts 1 when
 // stalemated and 0 when mated. A depth that would run past the end of the stack counts 0.
 uint64_t Perft(uint32_t depth);
-
-// Command-line mode `ferrolune perft DEPTH "FEN"`: prints the count as its last line and returns 0; prints a
-// one-line error and returns 1 for a bad depth or a FEN that is rejected.
-int PerftCommand(int argc, char** argv);

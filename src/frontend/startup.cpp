@@ -3,13 +3,12 @@
 #include <cstdio>
 #include <cstring>
 
-#include "board/perft.h"
 #include "board/position.h"
+#include "frontend/cmdline.h"
 #include "frontend/config.h"
 #include "frontend/console.h"
 #include "frontend/input.h"
 #include "frontend/uci.h"
-#include "search/bench.h"
 #include "search/search.h"
 
 namespace {

@@ -9,6 +9,7 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "board/movegen_cases.h"
+#include "frontend/cmdline.h"
 #include "testdata.h"
 
 namespace {

@@ -1,10 +1,12 @@
-#include "search/bench.h"
+#include "frontend/cmdline.h"
 
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "board/fen.h"
+#include "board/perft.h"
 #include "board/position.h"
 #include "eval/pawns.h"
 #include "frontend/config.h"
@@ -41,6 +43,31 @@ const char* const BENCH_POSITIONS[] = {
 };
 
 }  // namespace
+
+int PerftCommand(int argc, char** argv) {
+    if (argc < 4) {
+        printf("Usage: ferrolune perft DEPTH \"FEN\"\n");
+        return 1;
+    }
+    char* end = nullptr;
+    const unsigned long depth = strtoul(argv[2], &end, 10);
+    if (argv[2][0] < '0' || argv[2][0] > '9' || *end != '\0' || depth >= STACK_SIZE) {
+        printf("Error: invalid depth: %s\n", argv[2]);
+        return 1;
+    }
+    // A FEN given without quotes arrives as several arguments.
+    std::string fen = argv[3];
+    for (int i = 4; i < argc; ++i) fen += std::string(" ") + argv[i];
+
+    mainContext.current = NewGame();
+    if (!ParseFen(mainContext, fen.c_str(), nullptr)) {
+        printf("Error: invalid FEN: %s\n", fen.c_str());
+        return 1;
+    }
+    printf("%llu\n", static_cast<unsigned long long>(Perft(uint32_t(depth))));
+    fflush(stdout);
+    return 0;
+}
 
 int BenchCommand(int argc, char** argv) {
     int depth = argc > 2 ? std::atoi(argv[2]) : BENCH_DEPTH;
