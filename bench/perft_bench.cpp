@@ -4,11 +4,11 @@
 
 #include <cstdint>
 
-#include "board/benchmark.h"
 #include "board/fen.h"
 #include "board/movegen.h"
 #include "board/perft.h"
 #include "board/position.h"
+#include "frontend/selftest.h"
 #include "search/search.h"
 
 namespace {
@@ -19,7 +19,7 @@ bool Load(const char* fen) {
 }
 
 void BM_Perft(benchmark::State& state) {
-    const BenchmarkRecord& p = BENCHMARK[state.range(0)];
+    const PerftRecord& p = PERFT_POSITIONS[state.range(0)];
     if (!Load(p.fen)) {
         state.SkipWithError("FEN rejected");
         return;
@@ -42,7 +42,7 @@ void BM_PerftConsoleSet(benchmark::State& state) {
     uint64_t total = 0;
     for (auto _ : state) {
         total = 0;
-        for (const BenchmarkRecord& p : BENCHMARK) {
+        for (const PerftRecord& p : PERFT_POSITIONS) {
             Load(p.fen);
             uint64_t n = Perft(p.depth);
             if (n != p.expected) {
@@ -57,7 +57,7 @@ void BM_PerftConsoleSet(benchmark::State& state) {
 BENCHMARK(BM_PerftConsoleSet)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 void BM_GenerateAll(benchmark::State& state) {
-    Load(BENCHMARK[1].fen);
+    Load(PERFT_POSITIONS[1].fen);
     MoveEntry list[MOVELIST_SIZE];
     for (auto _ : state) {
         MoveEntry* end = GenerateAll(*mainContext.current, list);
@@ -68,7 +68,7 @@ void BM_GenerateAll(benchmark::State& state) {
 BENCHMARK(BM_GenerateAll);
 
 void BM_GenerateLegal(benchmark::State& state) {
-    Load(BENCHMARK[1].fen);
+    Load(PERFT_POSITIONS[1].fen);
     MoveEntry list[MOVELIST_SIZE];
     for (auto _ : state) {
         MoveEntry* end = GenerateLegal(*mainContext.current, list);
@@ -79,7 +79,7 @@ void BM_GenerateLegal(benchmark::State& state) {
 BENCHMARK(BM_GenerateLegal);
 
 void BM_PerftLastPly(benchmark::State& state) {
-    Load(BENCHMARK[1].fen);
+    Load(PERFT_POSITIONS[1].fen);
     for (auto _ : state) benchmark::DoNotOptimize(Perft(1));
 }
 BENCHMARK(BM_PerftLastPly);

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "board/benchmark.h"
 #include "board/fen.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
@@ -24,7 +23,6 @@
 #include "search/timeman.h"
 #include "search/tt.h"
 #include "tablebases/tbregistry.h"
-#include "tablebases/tbselftest.h"
 
 namespace {
 

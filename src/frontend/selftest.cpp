@@ -1,14 +1,20 @@
 #include "frontend/selftest.h"
 
+#include <cinttypes>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <utility>
 
 #include "board/fen.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "board/perft.h"
 #include "board/see.h"
 #include "search/search.h"
+#include "tablebases/tbprobe.h"
 
 namespace {
 
@@ -61,6 +67,12 @@ Move BestCapture(const Position& pos) {
     return 0;
 }
 
+// The terminal's own clear-screen sequence: erase the display, cursor home.
+void ClearScreen() { fputs("\x1b[2J\x1b[H", stdout); }
+
+// Processor time of this process in milliseconds.
+int64_t ProcessClockMs() { return int64_t(std::clock()) * 1000 / CLOCKS_PER_SEC; }
+
 }  // namespace
 
 void RunExchangeTest() {
@@ -92,4 +104,138 @@ void PrintProgress(double fraction) {
     if (width > 60) width = 60;
     std::printf("\r%3d%% [%.*s%*s]", percent, width, BAR, 60 - width, "");
     std::fflush(stdout);
+}
+
+void PrintTablebaseListing() {
+    Position* pos = mainContext.current;
+    PrintBoard(*pos);
+    MoveEntry list[MOVELIST_SIZE];
+    MoveEntry* end = GenerateLegal(*pos, list);
+    char text[MOVE_TEXT_SIZE];
+    printf("Legal moves:    %i\n", int(end - list));
+    for (MoveEntry* m = end - 1; m >= list; --m) {
+        MoveToText(text, m->move, int(pos->side));
+        printf("Move: %s\n", text);
+    }
+    int16_t score = 0;
+    int covered = RootProbe(pos, list, score, end);
+    int success;
+    printf("\nEGTB position:  %i  (%i=true, %i=false)\n", covered, 1, 0);
+    printf("DTZ:            %i\n", ProbeDtz(pos, success));
+    printf("WDL:            %i\n", ProbeWdl(pos, success));
+    printf("TBScore:        %i\n\n", int(score));
+    printf("EGTB moves:     %i\n", int(uint8_t(end - list)));
+    if (covered)
+        for (MoveEntry* m = end - 1; m >= list; --m) {
+            MoveToText(text, m->move, int(pos->side));
+            printf("Move: %s   DTZ: %i\n", text, int(m->score));
+        }
+    fflush(stdout);
+}
+
+void RunTablebaseTest() {
+    uint64_t wdlErrors = 0, dtzErrors = 0, fenErrors = 0;
+    char errorDtz[255], errorWdl[255], badFen[255];
+    snprintf(errorDtz, sizeof(errorDtz), "%s/ErrorDTZ.txt", TABLEBASE_TEST_DIRECTORY);
+    snprintf(errorWdl, sizeof(errorWdl), "%s/ErrorWDL.txt", TABLEBASE_TEST_DIRECTORY);
+    snprintf(badFen, sizeof(badFen), "%s/BadFEN.txt", TABLEBASE_TEST_DIRECTORY);
+    for (int file = 1; file <= 9; ++file) {
+        char path[255];
+        snprintf(path, sizeof(path), "%s/TestCase_%02d.txt", TABLEBASE_TEST_DIRECTORY, file);
+        FILE* in = fopen(path, "r");
+        FILE* dtzOut = fopen(errorDtz, "a");
+        FILE* wdlOut = fopen(errorWdl, "a");
+        FILE* fenOut = fopen(badFen, "a");
+        if (!in || !dtzOut || !wdlOut || !fenOut) {
+            fputs("File not found\n", stdout);
+            fflush(stdout);
+            std::exit(1);
+        }
+        ClearScreen();
+        printf("%s\n", path);
+        fflush(stdout);
+
+        uint64_t lines = 0;
+        char line[255];
+        while (fgets(line, sizeof(line), in)) {
+            char copy[255];
+            std::strcpy(copy, line);
+            ++lines;
+            char* fen = std::strtok(line, ",");
+            char* dtzText = std::strtok(nullptr, ",");
+            char* wdlText = std::strtok(nullptr, ",");
+            int expectedDtz = dtzText ? std::atoi(dtzText) : 0;
+            int expectedWdl = wdlText ? std::atoi(wdlText) : 0;
+
+            if (lines % 100000 == 0) {
+                ClearScreen();
+                printf("%s\n", path);
+                PrintProgress(float(lines) / 2500000.0f);  // single-precision fraction, as the counters
+                printf("\n");
+                printf("WDL Error:  %10llu   %3.2f%%\n", (unsigned long long)wdlErrors, double(float(wdlErrors) / 25000.0f));
+                printf("DTZ Error:  %10llu   %3.2f%%\n", (unsigned long long)dtzErrors, double(float(dtzErrors) / 25000.0f));
+                printf("FEN Error:  %10llu   %3.2f%%\n", (unsigned long long)fenErrors, double(float(fenErrors) / 25000.0f));
+                fflush(stdout);
+            }
+
+            if (!fen || !ParseFen(mainContext, fen, nullptr)) {
+                ++fenErrors;
+                fputs(copy, fenOut);
+                continue;
+            }
+            int success;
+            int wdl = ProbeWdl(mainContext.current, success);
+            int dtz = ProbeDtz(mainContext.current, success);
+            if (wdl != expectedWdl) {
+                ++wdlErrors;
+                fputs(copy, wdlOut);
+            }
+            if (dtz != expectedDtz) {
+                ++dtzErrors;
+                fputs(copy, dtzOut);
+            }
+        }
+        fclose(in);
+        fclose(dtzOut);
+        fclose(wdlOut);
+        fclose(fenOut);
+    }
+    printf("\nSyzygy Test ended.\n");
+    fflush(stdout);
+}
+
+const PerftRecord PERFT_POSITIONS[6] = {
+    {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", 6, 119060324},
+    {"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1", 5, 193690690},
+    {"8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1", 7, 178633661},
+    {"r3k2r/Pppp1ppp/1b3nbN/nP6/BBP1P3/q4N2/Pp1P2PP/R2Q1RK1 w kq - 0 1", 6, 706045033},
+    {"rnbqkb1r/pp1p1ppp/2p5/4P3/2B5/8/PPP1NnPP/RNBQK2R w KQkq - 0 6", 3, 53392},
+    {"r4rk1/1pp1qppp/p1np1n2/2b1p1B1/2B1P1b1/P1NP1N2/1PP1QPPP/R4RK1 w - - 0 10", 5, 164075551},
+};
+
+void RunBenchmark() {
+    PerftRecord records[6];
+    std::memcpy(records, PERFT_POSITIONS, sizeof records);
+
+    std::printf("Running benchmark. . .\n");
+    std::fflush(stdout);
+    int64_t start = ProcessClockMs();
+
+    uint64_t total = 0;
+    for (const PerftRecord& r : records) {
+        std::fflush(stdout);
+        mainContext.current = NewGame();
+        ParseFen(mainContext, r.fen, nullptr);
+        uint64_t n = Perft(r.depth);
+        total += n;
+        std::printf("Expected value:         %" PRIu64 "\n", r.expected);
+        std::printf("Calculated value:       %" PRIu64 "\n\n", n);
+    }
+
+    double elapsed = double(ProcessClockMs() - start) / 1000.0;
+    // A run too short for the clock to see reports no speed rather than dividing by zero.
+    uint64_t rate = elapsed > 0 ? uint64_t(double(total) / elapsed) : 0;
+    std::printf("\nTotal nodes:            %" PRIu64 "\n", total);
+    std::printf("Raw nodes/s:            %" PRIu64 "\n", rate);
+    std::printf("Total elapsed time:     %.2f s\n", elapsed);
 }

@@ -11,8 +11,8 @@
 #include "board/board_helpers.h"
 #include "board/fen.h"
 #include "board/movegen.h"
+#include "frontend/selftest.h"
 #include "tablebases/tb_test_util.h"
-#include "tablebases/tbselftest.h"
 #include "testdata.h"
 
 namespace {
