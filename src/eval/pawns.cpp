@@ -8,7 +8,6 @@
 #include "board/attacks.h"
 #include "eval/evaltables.h"
 #include "eval/trace.h"
-#include "frontend/config.h"
 #include "search/search.h"
 
 template <bool Trace>
@@ -170,18 +169,6 @@ void FreePawnHash(SearchThread& thread) {
     thread.pawnHash = nullptr;
 }
 
-void AllocThreadPawnTables(SearchThread* contexts, int count) {
-    for (int i = 1; i <= count; ++i)
-        AllocPawnHash(contexts[i - 1], settings.pawnHashEntries, settings.pawnHashSizeMB, true, i);
-}
-
-bool SetSearchThreads(SearchThread* contexts, int count) {
-    if (count < 1 || count > 24) return false;
-    // All of them: a table left from an earlier, larger count would otherwise leak.
-    for (int i = 0; i < 24; ++i) FreePawnHash(contexts[i]);
-    settings.threadCount = uint8_t(count);
-    AllocThreadPawnTables(contexts, count);
-    printf("Thread allocated for search: %i", count);
-    fflush(stdout);
-    return true;
+void AllocThreadPawnTables(SearchThread* contexts, int count, uint64_t entries, int sizeMB) {
+    for (int i = 1; i <= count; ++i) AllocPawnHash(contexts[i - 1], entries, sizeMB, true, i);
 }

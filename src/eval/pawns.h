@@ -59,11 +59,6 @@ void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool anno
 void ClearPawnHash(SearchThread& thread, uint64_t entries);
 void FreePawnHash(SearchThread& thread);
 
-// Tables for the search threads numbered 1..count, context i - 1 being thread i, each of the configured
-// size and announced.
-void AllocThreadPawnTables(SearchThread* contexts, int count);
-
-// The console's "thread" command, on the 24 thread contexts: frees their pawn tables, makes count the
-// number of search threads, gives each an announced table and prints "Thread allocated for search: %i".
-// A count outside 1..24 changes nothing and prints nothing; the result tells whether it was applied.
-bool SetSearchThreads(SearchThread* contexts, int count);
+// Tables of `entries` slots for the search threads numbered 1..count, context i - 1 being thread i, each
+// announced with sizeMB.
+void AllocThreadPawnTables(SearchThread* contexts, int count, uint64_t entries, int sizeMB);

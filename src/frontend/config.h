@@ -3,6 +3,9 @@
 
 #include <cstdint>
 
+// The largest transposition table, in megabytes, that the settings and the console's "memory" accept.
+constexpr int MAX_HASH_MB = 8192;
+
 struct EngineSettings {
     uint8_t maxDepth;          // deepest iteration of the search
     uint8_t threadCount;       // search threads, 1..24

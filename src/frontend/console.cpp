@@ -59,7 +59,13 @@ void Help(const char*, const char*) {
         "memory [MB]    - Allocate MB for HashTable\n");
 }
 
-void HashSizes(const char*, const char*) { PrintHashRecordSize(); }
+void HashSizes(const char*, const char*) {
+    std::printf("Hash record size: %2" PRIu64 " byte  (%3" PRIu64 " bit)\n", uint64_t(sizeof(HashRecord)),
+                uint64_t(sizeof(HashRecord) * 8));
+    std::printf("Hash Data   size: %2" PRIu64 " byte  (%3" PRIu64 " bit)\n", uint64_t(sizeof(uint64_t)),
+                uint64_t(sizeof(uint64_t) * 8));
+    std::fflush(stdout);
+}
 
 void Key(const char*, const char*) {
     Position& p = Current();
@@ -67,12 +73,21 @@ void Key(const char*, const char*) {
     std::printf("HashKey (inc) : %" PRIu64 "\n", p.key);
 }
 
+// A test record of generation `number` in the last bucket of the table.
 void HashStore(const char* line, const char*) {
     number = 0;
     ReadNumber(line, "hstore %i");
-    StoreTestRecord(Current(), number);
+    hashAge = uint8_t(number);
+    StoreHashAt(Current(), 1, 1, BoundExact, 100, 0, transpositionTable.entries - 1);
+    std::printf("Stored with aging: %u\n", unsigned(hashAge));
+    std::fflush(stdout);
 }
-void HashProbe(const char*, const char*) { ProbeTestRecord(Current()); }
+void HashProbe(const char*, const char*) {
+    uint64_t data = 0;
+    int16_t result = ProbeHashAt(Current(), data, 1, 1, 20, 200, transpositionTable.entries - 1);
+    std::fputs(result == HashMiss ? "Hash Probe KO" : "Hash Probe OK", stdout);
+    std::fflush(stdout);
+}
 
 void Invert(const char*, const char*) { FlipPosition(Current()); }
 
@@ -196,7 +211,16 @@ void Undo(const char*, const char*) {
 
 void Memory(const char* line, const char*) {
     // Without a number the size is out of range and the error lines follow.
-    ResizeHashTable(ReadNumber(line, "memory %d") ? number : 0);
+    const int megabytes = ReadNumber(line, "memory %d") ? number : 0;
+    if (megabytes < 1 || megabytes > MAX_HASH_MB) {
+        std::printf("Error: insert a number between 4 and %d \n", MAX_HASH_MB);
+        std::printf("tellusererror Error (size out of bound): Insert size between 4 and %d\n", MAX_HASH_MB);
+        std::fflush(stdout);
+        return;
+    }
+    settings.hashSizeMB = megabytes;
+    settings.hashEntries = HashEntriesForMB(megabytes);
+    AllocateHashTable(settings.hashEntries, megabytes);
 }
 
 bool IsMoveText(const char* s) {
@@ -299,13 +323,24 @@ bool ReadCommand(char (&line)[LINE_BUFFER], bool& overlong) {
 void EnterConsole() {
     AllocateHashTable(settings.hashEntries, settings.hashSizeMB);
     AllocPawnHash(mainContext, settings.pawnHashEntries, settings.pawnHashSizeMB, false, 0);
-    AllocThreadPawnTables(threadContexts, settings.threadCount);
+    AllocThreadPawnTables(threadContexts, settings.threadCount, settings.pawnHashEntries, settings.pawnHashSizeMB);
     if (settings.useSyzygy) InitTablebases(settings.dtzPath, settings.wdlPath);
     std::printf("\nWelcome in ferrolune\n");
     std::printf("type \"help\" to show commands list\n");
 }
 
 }  // namespace
+
+bool SetSearchThreads(SearchThread* contexts, int count) {
+    if (count < 1 || count > MAX_THREADS) return false;
+    // All of them: a table left from an earlier, larger count would otherwise leak.
+    for (int i = 0; i < MAX_THREADS; ++i) FreePawnHash(contexts[i]);
+    settings.threadCount = uint8_t(count);
+    AllocThreadPawnTables(contexts, count, settings.pawnHashEntries, settings.pawnHashSizeMB);
+    std::printf("Thread allocated for search: %i", count);
+    std::fflush(stdout);
+    return true;
+}
 
 int ConsoleLoop() {
     EnterConsole();

@@ -268,8 +268,7 @@ int UciLoop() {
     std::printf("option name Ponder type check default true\n");
     std::printf("option name OwnBook type check default true\n");
     AllocateHashTable(settings.hashEntries, settings.hashSizeMB);
-    for (int i = 1; i <= settings.threadCount; ++i)
-        AllocPawnHash(threadContexts[i - 1], settings.pawnHashEntries, settings.pawnHashSizeMB, true, i);
+    AllocThreadPawnTables(threadContexts, settings.threadCount, settings.pawnHashEntries, settings.pawnHashSizeMB);
     if (settings.useSyzygy) InitTablebases(settings.dtzPath, settings.wdlPath);
     std::printf("uciok\n");
 

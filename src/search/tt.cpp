@@ -14,7 +14,6 @@
 #include <cstring>
 
 #include "board/fen.h"
-#include "frontend/config.h"
 #include "search/search.h"
 
 uint8_t hashAge = 0;
@@ -22,8 +21,6 @@ uint8_t hashAge = 0;
 TranspositionTable transpositionTable;
 
 namespace {
-
-constexpr int MAX_HASH_MB = 8192;
 
 // The words of a record are read and written as relaxed atomics: threads race on records by design.
 uint64_t LoadWord(uint64_t& word) { return std::atomic_ref<uint64_t>(word).load(std::memory_order_relaxed); }
@@ -271,38 +268,4 @@ void StoreHashAt(const Position& pos, uint8_t depth, uint8_t ply, int flags, int
 
 void StoreHash(const Position& pos, uint8_t depth, uint8_t ply, int flags, int16_t score, Move move) {
     StoreHashAt(pos, depth, ply, flags, score, move, pos.key & (transpositionTable.entries - 1));
-}
-
-void PrintHashRecordSize() {
-    printf("Hash record size: %2" PRIu64 " byte  (%3" PRIu64 " bit)\n", uint64_t(sizeof(HashRecord)),
-           uint64_t(sizeof(HashRecord) * 8));
-    printf("Hash Data   size: %2" PRIu64 " byte  (%3" PRIu64 " bit)\n", uint64_t(sizeof(uint64_t)),
-           uint64_t(sizeof(uint64_t) * 8));
-    fflush(stdout);
-}
-
-void StoreTestRecord(const Position& pos, int number) {
-    hashAge = uint8_t(number);
-    StoreHashAt(pos, 1, 1, BoundExact, 100, 0, transpositionTable.entries - 1);
-    printf("Stored with aging: %u\n", unsigned(hashAge));
-    fflush(stdout);
-}
-
-void ProbeTestRecord(const Position& pos) {
-    uint64_t data = 0;
-    int16_t result = ProbeHashAt(pos, data, 1, 1, 20, 200, transpositionTable.entries - 1);
-    fputs(result == HashMiss ? "Hash Probe KO" : "Hash Probe OK", stdout);
-    fflush(stdout);
-}
-
-void ResizeHashTable(int megabytes) {
-    if (megabytes < 1 || megabytes > MAX_HASH_MB) {
-        printf("Error: insert a number between 4 and %d \n", MAX_HASH_MB);
-        printf("tellusererror Error (size out of bound): Insert size between 4 and %d\n", MAX_HASH_MB);
-        fflush(stdout);
-        return;
-    }
-    settings.hashSizeMB = megabytes;
-    settings.hashEntries = HashEntriesForMB(megabytes);
-    AllocateHashTable(settings.hashEntries, megabytes);
 }

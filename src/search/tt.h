@@ -88,13 +88,3 @@ int16_t ProbeHashAt(const Position& pos, uint64_t& data, uint8_t depth, uint8_t 
                     uint64_t index);
 void StoreHashAt(const Position& pos, uint8_t depth, uint8_t ply, int flags, int16_t score, Move move,
                  uint64_t index);
-
-// Console command bodies.
-// "size": the sizes of a record and of its data word.
-void PrintHashRecordSize();
-// "hstore N": stores a test record of generation N into the last bucket of the table.
-void StoreTestRecord(const Position& pos, int number);
-// "hprobe": probes the last bucket of the table for the position's test record.
-void ProbeTestRecord(const Position& pos);
-// "memory N": resizes the table to N megabytes (1..8192), or prints the range error.
-void ResizeHashTable(int megabytes);

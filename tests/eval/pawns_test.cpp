@@ -4,6 +4,7 @@
 
 #include "eval/trace.h"
 #include "frontend/config.h"
+#include "frontend/console.h"
 #include "eval_positions.h"
 
 namespace {
@@ -114,7 +115,7 @@ TEST(PawnHash, ThreadCommandReallocatesTables) {
     settings.pawnHashSizeMB = 7;
     settings.threadCount = 3;
     testing::internal::CaptureStdout();
-    AllocThreadPawnTables(contexts.get(), 3);
+    AllocThreadPawnTables(contexts.get(), 3, settings.pawnHashEntries, settings.pawnHashSizeMB);
     EXPECT_TRUE(SetSearchThreads(contexts.get(), 2));
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(settings.threadCount, 2);
