@@ -10,7 +10,6 @@
 #include "board/position.h"
 #include "eval/pawns.h"
 #include "frontend/config.h"
-#include "frontend/uci.h"
 #include "search/iterate.h"
 #include "search/search.h"
 #include "search/threads.h"

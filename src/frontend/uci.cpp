@@ -28,10 +28,6 @@
 #include "search/tt.h"
 #include "tablebases/tbregistry.h"
 
-uint32_t ProtocolMode = MODE_CONSOLE;
-Relaxed<uint32_t> pondering;
-Relaxed<uint32_t> infiniteSearch;
-
 namespace {
 
 const char* const START_FEN = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";

@@ -9,14 +9,12 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "frontend/config.h"
-#include "frontend/uci.h"
 #include "search/threads.h"
 #include "search/timeman.h"
 #include "search/tt.h"
 #include "tablebases/tbprobe.h"
 
 Move lastPonderMove;
-Relaxed<uint32_t> ponderEnabled;
 
 namespace {
 

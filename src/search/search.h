@@ -36,9 +36,21 @@ struct PvLine {
 // The main context: it holds the game.
 extern SearchThread mainContext;
 
+enum : uint32_t { MODE_CONSOLE = 0, MODE_UCI = 2 };
+// The active front end, set by start-up: selects the dialect of the search output and whether a console
+// search is untimed.
+extern uint32_t ProtocolMode;
+
 // Shared between threads; each is written by one party and polled by the others.
 extern Relaxed<uint32_t> searchStop;
 extern Relaxed<uint32_t> iterationAbort;
+// The running search may not end with a best move yet ("go ponder" or "go infinite"); cleared by the input
+// monitor on "ponderhit" or "stop", and by the time allocation when the opponent is short of time.
+extern Relaxed<uint32_t> pondering;
+// The running search was started by "go infinite": no book, no time allocation.
+extern Relaxed<uint32_t> infiniteSearch;
+// The GUI accepts a ponder move (set by "isready"; cleared when the opponent is short of time).
+extern Relaxed<uint32_t> ponderEnabled;
 // Moves made by all threads. Each thread adds to a counter on its own cache line, so that counting does
 // not make the threads fight over one line; reading sums them. Assigning a value restarts the count.
 class NodeCounter {

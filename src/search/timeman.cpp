@@ -9,8 +9,6 @@
 #include <system_error>
 #include <thread>
 
-#include "frontend/uci.h"
-#include "search/iterate.h"
 #include "search/search.h"
 
 // The settings load fills the tuning values and the 720000 defaults before any search.
