@@ -19,7 +19,13 @@ static_assert(sizeof(MoveEntry) == 8);
 // Scratch lists hold every pseudo-legal move of any position.
 constexpr int MOVELIST_SIZE = 261;
 
+// Scores are from the side to move's view. Mated at ply p scores p - MATE; any score beyond MATE_BOUND,
+// either sign, is a mate score counted in plies.
 constexpr int MATE = 20000;
+constexpr int MATE_BOUND = 19935;
+// Tablebase results: a win, and a win the fifty-move rule spoils; the losses are their negatives.
+constexpr int TB_WIN = 15000;
+constexpr int TB_CURSED_WIN = 2;
 
 enum PieceCode : uint8_t { EMPTY = 0, PAWN = 1, KNIGHT = 2, BISHOP = 3, ROOK = 4, QUEEN = 5, KING = 6 };
 

@@ -24,13 +24,6 @@ constexpr int ASPIRATION = 50;
 // Output switches to mate notation from here on.
 constexpr int MATE_NOTATION = 19000;
 
-// The line m followed by the first 63 moves of child.
-void AdoptLine(PvLine& line, Move m, const PvLine& child) {
-    line.moves[0] = m;
-    std::memcpy(&line.moves[1], &child.moves[0], sizeof(Move) * 63);
-    line.count = uint8_t(child.count + 1);
-}
-
 void ClearLine(PvLine& line) { std::memset(&line, 0, sizeof line); }
 
 int32_t ElapsedMs() { return int32_t(uint32_t(ClockMs()) - uint32_t(timeControl.startTime)); }
@@ -206,12 +199,12 @@ void PrintIteration(const SearchThread& main, uint64_t result, const PvLine& lin
     int32_t elapsed = ElapsedMs();
 
     if (ProtocolMode == MODE_UCI) {
-        if (score >= -18999 && score <= 18999) {
+        if (score > -MATE_NOTATION && score < MATE_NOTATION) {
             double nps = elapsed >= 500 ? double(nodes) / double(elapsed) * 1000.0 : 0.0;
             std::printf("info depth %2d seldepth %2d score cp %6d nodes %10" PRIu64 " time %.0f nps %.0f pv ", depth,
                         int(winnerSelDepth), score, nodes, double(elapsed), nps);
         } else {
-            int mate = ((score >= MATE_NOTATION ? 20001 : -20000) - score) / 2;
+            int mate = ((score >= MATE_NOTATION ? MATE + 1 : -MATE) - score) / 2;
             std::printf("info depth %2d score mate %2d nodes %10" PRIu64 " time %6d pv ", depth, mate, nodes,
                         int(elapsed));
         }
@@ -223,8 +216,8 @@ void PrintIteration(const SearchThread& main, uint64_t result, const PvLine& lin
         std::printf("%2d %6d %6d %10" PRIu64 " ", depth, score, int(elapsed / 10), nodes);
         PrintPv(main, line);
     }
-    if (score >= MATE_NOTATION) std::printf("Mate in% d \n", (20001 - score) / 2);
-    else if (score <= -MATE_NOTATION) std::printf("Mated to% d \n", (score + 20000) / 2);
+    if (score >= MATE_NOTATION) std::printf("Mate in% d \n", (MATE + 1 - score) / 2);
+    else if (score <= -MATE_NOTATION) std::printf("Mated to% d \n", (score + MATE) / 2);
     std::fflush(stdout);
 }
 

@@ -1,7 +1,6 @@
 #include "search/search.h"
 
 #include <cstdlib>
-#include <cstring>
 
 #include "board/makemove.h"
 #include "board/movegen.h"
@@ -29,19 +28,12 @@ namespace {
 constexpr int MAX_SEARCH_PLY = 63;
 constexpr int QUIESCE_MAX_PLY = 127;
 // Windows with an edge at or beyond this are mate searches: no futility, razoring or null move.
-constexpr int MATE_WINDOW = 19936;
+constexpr int MATE_WINDOW = MATE_BOUND + 1;
 constexpr int FUTILITY_MARGIN = 70;
-
-// The node's line becomes m followed by the child's line.
-void AdoptLine(PvLine& pv, Move m, const PvLine& child) {
-    pv.moves[0] = m;
-    memcpy(pv.moves + 1, child.moves, sizeof(Move) * 63);
-    pv.count = uint8_t(child.count < 64 ? child.count + 1 : 64);
-}
 
 // The one place where the tree consults the tablebases: the WDL value of the position as a score.
 bool ProbeTablebaseScore(Position* pos, int& score) {
-    static constexpr int WDL_SCORES[5] = {-15000, -2, 0, 2, 15000};
+    static constexpr int WDL_SCORES[5] = {-TB_WIN, -TB_CURSED_WIN, 0, TB_CURSED_WIN, TB_WIN};
     int success = 0;
     const int wdl = ProbeWdl(pos, success);
     if (!success) return false;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <thread>
 
 #include "board/position.h"
@@ -32,6 +33,13 @@ struct PvLine {
     uint8_t count;
     Move moves[64];
 };
+
+// The line becomes m followed by the first 63 moves of child; the count stops at the 64 moves it can hold.
+inline void AdoptLine(PvLine& line, Move m, const PvLine& child) {
+    line.moves[0] = m;
+    std::memcpy(line.moves + 1, child.moves, sizeof(Move) * 63);
+    line.count = uint8_t(child.count < 64 ? child.count + 1 : 64);
+}
 
 // The main context: it holds the game.
 extern SearchThread mainContext;

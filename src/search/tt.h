@@ -16,8 +16,6 @@ constexpr int BoundExact = 1;
 constexpr int BoundUpper = 2;  // the score is at most this
 constexpr int BoundLower = 3;  // the score is at least this
 
-// Any score beyond this bound, either sign, is a mate score counted in plies.
-constexpr int MATE_BOUND = 19935;
 // Probe results no real score can take: a record that may not be used, and no record at all.
 constexpr int16_t HashNoCut = 30001;
 constexpr int16_t HashMiss = 30002;

@@ -301,7 +301,7 @@ int RootProbe(Position* pos, MoveEntry* firstMove, int16_t& score, MoveEntry*& l
             if (keep(m->score)) *kept++ = *m;
     };
     if (dtz > 0) {
-        score = dtz + c <= 100 ? 15000 : 2;
+        score = dtz + c <= 100 ? TB_WIN : TB_CURSED_WIN;
         int best = 65535;
         for (MoveEntry* m = firstMove; m < lastMove; ++m)
             if (m->score > 0 && m->score < best) best = m->score;
@@ -320,7 +320,7 @@ int RootProbe(Position* pos, MoveEntry* firstMove, int16_t& score, MoveEntry*& l
         score = 0;
         keepIf([](int s) { return s == 0; });
     } else {
-        score = c - dtz <= 100 ? -15000 : -2;
+        score = c - dtz <= 100 ? -TB_WIN : -TB_CURSED_WIN;
         int best = 0;
         for (MoveEntry* m = firstMove; m < lastMove; ++m)
             if (m->score < best) best = m->score;

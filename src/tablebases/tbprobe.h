@@ -14,7 +14,7 @@ int ProbeWdl(Position* pos, int& success);
 // decides; 0 for a draw.
 int ProbeDtz(Position* pos, int& success);
 // Keeps the root moves of [firstMove, lastMove) that preserve the tablebase result, each scored by its DTZ,
-// sorted highest first; score receives 15000 win, 2 cursed win, 0 draw, -2 blessed loss, -15000 loss.
+// sorted highest first; score receives TB_WIN, TB_CURSED_WIN, 0 for a draw, or the negatives for losses.
 // Returns 0 when a probe failed (the list end is then unchanged).
 int RootProbe(Position* pos, MoveEntry* firstMove, int16_t& score, MoveEntry*& lastMove);
 
