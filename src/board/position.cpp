@@ -15,20 +15,20 @@ void FlipPosition(Position& pos) {
     pos.side ^= 1;
 }
 
-static uint64_t HashPieces(const Position& pos, Bitboard pieces, int colour, int squareXor) {
+static uint64_t HashPieces(const Position& pos, Bitboard pieces, int colour) {
     uint64_t key = 0;
     while (pieces) {
         int sq = PopLsb(pieces);
-        key ^= PieceKeys[colour * 8 + PieceOn(pos, sq)][sq ^ squareXor];
+        key ^= PieceKeys[colour * 8 + PieceOn(pos, sq)][sq];
     }
     return key;
 }
 
 uint64_t ComputeKey(Position& pos) {
     // Each colour's pieces are hashed in that colour's own view, so a real square keeps its key.
-    uint64_t key = HashPieces(pos, pos.own, pos.side, 0);
+    uint64_t key = HashPieces(pos, pos.own, pos.side);
     FlipPosition(pos);
-    key ^= HashPieces(pos, pos.own, pos.side, 0);
+    key ^= HashPieces(pos, pos.own, pos.side);
     FlipPosition(pos);
     return key ^ CastleKeys[pos.castling] ^ EpKeys[pos.epFile] ^ SideKeys[pos.side];
 }

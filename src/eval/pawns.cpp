@@ -150,15 +150,11 @@ void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool anno
     }
 }
 
-void ClearPawnHash(SearchThread& thread, uint64_t entries) {
+void ClearPawnHash(SearchThread& thread) {
     PawnHashTable* table = thread.pawnHash;
     if (!table) return;
-    if (entries < table->entryCount) {
-        memset(static_cast<void*>(table->entries), 0, size_t(entries) * sizeof(PawnHashEntry));
-        return;
-    }
-    // The whole table: the pages stay, and every entry of an earlier epoch reads as empty. Zeros are
-    // written only when the epoch wraps round, and the zeroed entries belong to epoch 0.
+    // The pages stay, and every entry of an earlier epoch reads as empty. Zeros are written only when the
+    // epoch wraps round, and the zeroed entries belong to epoch 0.
     if (++table->epoch == 0) memset(static_cast<void*>(table->entries), 0, size_t(table->entryCount) * sizeof(PawnHashEntry));
 }
 

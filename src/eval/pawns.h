@@ -56,7 +56,8 @@ PawnStructure CachedPawnStructure(SearchThread& thread);
 // Replaces the thread's table by a zero-filled one of `entries` slots (a power of two). A failed
 // allocation prints a message and leaves the thread without a table.
 void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool announce, int threadNumber);
-void ClearPawnHash(SearchThread& thread, uint64_t entries);
+// Empties the thread's table; its memory stays.
+void ClearPawnHash(SearchThread& thread);
 void FreePawnHash(SearchThread& thread);
 
 // Tables of `entries` slots for the search threads numbered 1..count, context i - 1 being thread i, each

@@ -77,7 +77,7 @@ TEST(PawnHash, ProbeStoreKeysAndAllocation) {
     bare->pawnHash = thread->pawnHash;
     ASSERT_EQ(PawnKey(*bare->current), 0u);
     StorePawnHash(*bare, 55, 0, 0);
-    ClearPawnHash(*thread, 1024);
+    ClearPawnHash(*thread);
     EXPECT_EQ(ProbePawnHash(*bare, entry), 0);
     EXPECT_EQ(ProbePawnHash(*thread, entry), PAWN_HASH_MISS);
     EXPECT_EQ(CachedPawnStructure(*thread).score, EvaluatePawnStructure(*thread->current).score);
