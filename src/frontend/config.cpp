@@ -4,14 +4,49 @@
 #include <cstdio>
 
 #include "frontend/minIni.h"
+#include "search/threads.h"
 #include "search/timeman.h"
 #include "search/tt.h"
 
-// The values a run without a settings file ends up with.
-EngineSettings settings{63,      2,       1, 8192, uint64_t(1) << 29, 24, uint64_t(1) << 20,
-                        "Tellarin_12.9c.bin", 1, 1, 1, "", "", 5};
-
 namespace {
+
+// An integer key: its default where the file or the key is missing, and the fallback that replaces any
+// value outside low..high, the default included.
+struct IntegerKey {
+    const char* section;
+    const char* name;
+    int32_t byDefault, low, high, fallback;
+};
+
+constexpr IntegerKey MAX_DEPTH{"ENGINE", "MaxDepth", 64, 2, 63, 63};
+constexpr IntegerKey THREAD{"ENGINE", "Thread", 2, 1, MAX_THREADS, 1};
+constexpr IntegerKey HASH_SIZE{"ENGINE", "HashSize", MAX_HASH_MB, 1, MAX_HASH_MB, 256};
+constexpr IntegerKey HASH_PAWN_SIZE{"ENGINE", "HashPawnSize", 24, 1, 24, 4};
+constexpr IntegerKey SYZYGY_MEN{"TABLEBASE", "SyzygyMen", 5, 3, 7, 5};
+// The "TIME" keys default to the values the time control starts with, which are also their fallbacks.
+constexpr TimeControl TIME_DEFAULTS{};
+constexpr IntegerKey SUDDEN_DEATH{"TIME", "SuddenDeath", TIME_DEFAULTS.SuddenDeath, 10, 40, TIME_DEFAULTS.SuddenDeath};
+constexpr IntegerKey MORE_TIME{"TIME", "MoreTime", TIME_DEFAULTS.MoreTime, 5, 15, TIME_DEFAULTS.MoreTime};
+constexpr IntegerKey LESS_TIME{"TIME", "LessTime", TIME_DEFAULTS.LessTime, 5, 15, TIME_DEFAULTS.LessTime};
+constexpr IntegerKey FAST_GAME{"TIME", "FastGame", TIME_DEFAULTS.FastGame, 5, 15, TIME_DEFAULTS.FastGame};
+constexpr IntegerKey FAST_OPENING{"TIME", "FastOpening", TIME_DEFAULTS.FastOpening, 5, 15, TIME_DEFAULTS.FastOpening};
+// "PostThinking", "Book", "RandBook" and "Syzygy" are on by default; "dtzPath" and "wdlPath" are empty.
+constexpr int SWITCH_DEFAULT = 1;
+constexpr const char* BOOK_FILE_DEFAULT = "Tellarin_12.9c.bin";
+
+// Each read gives the key's value in the file, or its default where there is no file (file null) or no key.
+int32_t ReadInteger(const IntegerKey& key, const char* file) {
+    const int32_t value = file ? IniGetLong(key.section, key.name, key.byDefault, file) : key.byDefault;
+    return value >= key.low && value <= key.high ? value : key.fallback;
+}
+uint32_t ReadSwitch(const char* section, const char* name, const char* file) {
+    return uint32_t(file ? IniGetBool(section, name, SWITCH_DEFAULT, file) : SWITCH_DEFAULT);
+}
+template <int Size>
+void ReadText(const char* section, const char* name, const char* byDefault, char (&text)[Size], const char* file) {
+    if (file) IniGetString(section, name, byDefault, text, Size, file);
+    else std::snprintf(text, Size, "%s", byDefault);
+}
 
 // Both tables are sized by the transposition table's rule; a pawn entry being twice a hash record, a
 // pawn table fills between once and twice its configured size.
@@ -22,36 +57,41 @@ uint64_t EntriesForMB(int32_t mb) {
     return entries;
 }
 
-int32_t InRange(int32_t v, int32_t lo, int32_t hi, int32_t fallback) { return (v >= lo && v <= hi) ? v : fallback; }
+EngineSettings ReadSettings(const char* file) {
+    EngineSettings s{};
+    s.maxDepth = uint8_t(ReadInteger(MAX_DEPTH, file));
+    s.threadCount = uint8_t(ReadInteger(THREAD, file));
+    s.postThinking = ReadSwitch("ENGINE", "PostThinking", file);
+    s.hashSizeMB = ReadInteger(HASH_SIZE, file);
+    s.hashEntries = EntriesForMB(s.hashSizeMB);
+    s.pawnHashSizeMB = ReadInteger(HASH_PAWN_SIZE, file);
+    s.pawnHashEntries = EntriesForMB(s.pawnHashSizeMB);
+    ReadText("BOOK", "BookFile", BOOK_FILE_DEFAULT, s.bookFile, file);
+    s.useBook = ReadSwitch("BOOK", "Book", file);
+    s.randomBook = ReadSwitch("BOOK", "RandBook", file);
+    s.useSyzygy = ReadSwitch("TABLEBASE", "Syzygy", file);
+    ReadText("TABLEBASE", "dtzPath", "", s.dtzPath, file);
+    ReadText("TABLEBASE", "wdlPath", "", s.wdlPath, file);
+    s.tbProbeLimit = ReadInteger(SYZYGY_MEN, file);
+    return s;
+}
 
 }  // namespace
 
+// What a run without a settings file has.
+EngineSettings settings = ReadSettings(nullptr);
+
 void LoadSettings(const char* Filename) {
-    settings.maxDepth = uint8_t(InRange(IniGetLong("ENGINE", "MaxDepth", 64, Filename), 2, 63, 63));
-    settings.threadCount = uint8_t(InRange(IniGetLong("ENGINE", "Thread", 2, Filename), 1, 24, 1));
+    settings = ReadSettings(Filename);
     std::printf("Thread allocated for lazySMP: %i\n", settings.threadCount);
-    settings.postThinking = uint32_t(IniGetBool("ENGINE", "PostThinking", 1, Filename));
 
-    settings.hashSizeMB = InRange(IniGetLong("ENGINE", "HashSize", 8192, Filename), 1, 8192, 256);
-    settings.hashEntries = EntriesForMB(settings.hashSizeMB);
-    settings.pawnHashSizeMB = InRange(IniGetLong("ENGINE", "HashPawnSize", 24, Filename), 1, 24, 4);
-    settings.pawnHashEntries = EntriesForMB(settings.pawnHashSizeMB);
+    timeControl.moveTimeLimit = TIME_DEFAULTS.moveTimeLimit;
+    timeControl.myTime = TIME_DEFAULTS.myTime;
+    timeControl.allocated = TIME_DEFAULTS.allocated;
 
-    IniGetString("BOOK", "BookFile", "Tellarin_12.9c.bin", settings.bookFile, sizeof settings.bookFile, Filename);
-    settings.useBook = uint32_t(IniGetBool("BOOK", "Book", 1, Filename));
-    settings.randomBook = uint32_t(IniGetBool("BOOK", "RandBook", 1, Filename));
-    settings.useSyzygy = uint32_t(IniGetBool("TABLEBASE", "Syzygy", 1, Filename));
-    IniGetString("TABLEBASE", "dtzPath", "", settings.dtzPath, sizeof settings.dtzPath, Filename);
-    IniGetString("TABLEBASE", "wdlPath", "", settings.wdlPath, sizeof settings.wdlPath, Filename);
-    settings.tbProbeLimit = InRange(IniGetLong("TABLEBASE", "SyzygyMen", 5, Filename), 3, 7, 5);
-
-    timeControl.moveTimeLimit = 720000;
-    timeControl.myTime = 720000;
-    timeControl.allocated = 720000;
-
-    timeControl.SuddenDeath = InRange(IniGetLong("TIME", "SuddenDeath", 20, Filename), 10, 40, 20);
-    timeControl.MoreTime = InRange(IniGetLong("TIME", "MoreTime", 5, Filename), 5, 15, 5);
-    timeControl.LessTime = InRange(IniGetLong("TIME", "LessTime", 5, Filename), 5, 15, 5);
-    timeControl.FastGame = InRange(IniGetLong("TIME", "FastGame", 5, Filename), 5, 15, 5);
-    timeControl.FastOpening = InRange(IniGetLong("TIME", "FastOpening", 15, Filename), 5, 15, 15);
+    timeControl.SuddenDeath = ReadInteger(SUDDEN_DEATH, Filename);
+    timeControl.MoreTime = ReadInteger(MORE_TIME, Filename);
+    timeControl.LessTime = ReadInteger(LESS_TIME, Filename);
+    timeControl.FastGame = ReadInteger(FAST_GAME, Filename);
+    timeControl.FastOpening = ReadInteger(FAST_OPENING, Filename);
 }

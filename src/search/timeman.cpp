@@ -11,8 +11,7 @@
 
 #include "search/search.h"
 
-// The settings load fills the tuning values and the 720000 defaults before any search.
-TimeControl timeControl{20, 5, 5, 5, 15, 720000, 0, 0, 720000, 0, 720000, 0, 0};
+TimeControl timeControl;
 
 namespace {
 // Each timer started takes a new generation; a timer whose generation is no longer current retires.
@@ -57,7 +56,7 @@ int AllocateTime(TimeControl& tc, int moveNumber) {
 
     timerGeneration += 1;
     timedSearchStart = tc.startTime;
-    if (ProtocolMode == MODE_CONSOLE && tc.moveTimeLimit == 720000) {
+    if (ProtocolMode == MODE_CONSOLE && tc.moveTimeLimit == DEFAULT_MOVE_TIME) {
         std::fflush(stdout);
         return divisor;
     }

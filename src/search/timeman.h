@@ -3,22 +3,26 @@
 
 #include <cstdint>
 
+// The move-time limit, clock and allotment before any are given (two hours). A console search under this
+// limit runs without a timer.
+constexpr int32_t DEFAULT_MOVE_TIME = 720000;
+
 // Times in centiseconds unless noted. Front-end values persist until overwritten; nothing resets them
-// between searches.
+// between searches. The initial values are the defaults of the settings.
 struct TimeControl {
-    int32_t SuddenDeath;    // moves the remaining time is spread over when no move count is given
-    int32_t MoreTime;       // taken off the divisor when the engine has more time than the opponent
-    int32_t LessTime;       // added to the divisor when it has less
-    int32_t FastGame;       // added in fast games
-    int32_t FastOpening;    // added in the first searches of a game
-    int32_t moveTimeLimit;  // hard limit per move
-    int32_t movesToGo;      // moves until the next time control, 0 or less when none
-    int32_t increment;
-    int32_t myTime;
-    int32_t oppTime;
-    int32_t allocated;  // the allotment for the current move
-    int32_t startTime;  // clock in milliseconds when the search was requested
-    int32_t elapsed;    // milliseconds the last search took
+    int32_t SuddenDeath = 20;  // moves the remaining time is spread over when no move count is given
+    int32_t MoreTime = 5;      // taken off the divisor when the engine has more time than the opponent
+    int32_t LessTime = 5;      // added to the divisor when it has less
+    int32_t FastGame = 5;      // added in fast games
+    int32_t FastOpening = 15;  // added in the first searches of a game
+    int32_t moveTimeLimit = DEFAULT_MOVE_TIME;  // hard limit per move
+    int32_t movesToGo = 0;  // moves until the next time control, 0 or less when none
+    int32_t increment = 0;
+    int32_t myTime = DEFAULT_MOVE_TIME;
+    int32_t oppTime = 0;
+    int32_t allocated = DEFAULT_MOVE_TIME;  // the allotment for the current move
+    int32_t startTime = 0;  // clock in milliseconds when the search was requested
+    int32_t elapsed = 0;    // milliseconds the last search took
 };
 
 extern TimeControl timeControl;

@@ -46,6 +46,7 @@ const std::string DEFAULTS =
 }  // namespace
 
 TEST(Settings, MissingBinaryAndOutOfRangeGiveDefaults) {
+    EXPECT_EQ(Summary(), DEFAULTS) << "the process starts with the settings of a missing file";
     EXPECT_EQ(Load(nullptr), "Thread allocated for lazySMP: 2\n");
     EXPECT_EQ(Summary(), DEFAULTS);
     std::string binary;
