@@ -6,7 +6,6 @@
 #include <cstring>
 #include <ctime>
 
-#include "board/fen.h"
 #include "frontend/config.h"
 
 namespace {
@@ -206,10 +205,4 @@ int BookList(const char* fileName, const char* fen) {
     }
     std::fflush(stdout);
     return 0;
-}
-
-int BookListPosition(const Position* pos) {
-    char fen[FEN_BUFFER_SIZE];
-    WriteFen(*pos, fen);
-    return BookList(CONSOLE_BOOK_FILE, fen);
 }

@@ -17,8 +17,8 @@ struct BookEntry {
 // The most entries one key may have.
 constexpr int BOOK_MAX_MOVES = 100;
 
-// The file the console's "book" command always lists, whatever the settings say.
-constexpr const char* CONSOLE_BOOK_FILE = "Tellarin_12.9c.bin";
+// The book used without a "BookFile" setting, and the one the console's "book" command always lists.
+constexpr const char* DEFAULT_BOOK_FILE = "Tellarin_12.9c.bin";
 
 // The published Polyglot key table.
 extern const uint64_t Random64[781];
@@ -39,6 +39,3 @@ int BookPick(const char* fileName, char* move, const char* fen);
 
 // Prints every entry of the position with its share of the total weight: 0 when something was listed.
 int BookList(const char* fileName, const char* fen);
-
-// The console's "book" command: lists the book moves of pos from CONSOLE_BOOK_FILE.
-int BookListPosition(const Position* pos);

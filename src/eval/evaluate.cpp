@@ -1,6 +1,5 @@
 #include "eval/evaluate.h"
 
-#include <cstdio>
 #include <cstring>
 
 #include "board/attacks.h"
@@ -260,11 +259,4 @@ int16_t Evaluate(SearchThread& thread) { return EvaluatePosition<false>(thread);
 int16_t EvaluateTraced(SearchThread& thread) {
     memset(EvalTrace, 0, sizeof(EvalTrace));
     return EvaluatePosition<true>(thread);
-}
-
-void PrintScore() {
-    const int16_t score = EvaluateTraced(mainContext);
-    PrintEvalTrace();
-    printf("Score: %i\n", score);
-    fflush(stdout);
 }

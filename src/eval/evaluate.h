@@ -12,6 +12,3 @@ int16_t Evaluate(SearchThread& thread);
 // The same score, with every term recorded into EvalTrace (cleared first). The pawn structure is computed
 // afresh rather than taken from the pawn hash, so that its cells are complete.
 int16_t EvaluateTraced(SearchThread& thread);
-
-// The console's "score" command: the trace table of the main context's position and "Score: %i".
-void PrintScore();

@@ -3,6 +3,7 @@
 #include <cassert>
 #include <cstdio>
 
+#include "book/book.h"
 #include "frontend/minIni.h"
 #include "search/threads.h"
 #include "search/timeman.h"
@@ -32,7 +33,6 @@ constexpr IntegerKey FAST_GAME{"TIME", "FastGame", TIME_DEFAULTS.FastGame, 5, 15
 constexpr IntegerKey FAST_OPENING{"TIME", "FastOpening", TIME_DEFAULTS.FastOpening, 5, 15, TIME_DEFAULTS.FastOpening};
 // "PostThinking", "Book", "RandBook" and "Syzygy" are on by default; "dtzPath" and "wdlPath" are empty.
 constexpr int SWITCH_DEFAULT = 1;
-constexpr const char* BOOK_FILE_DEFAULT = "Tellarin_12.9c.bin";
 
 // Each read gives the key's value in the file, or its default where there is no file (file null) or no key.
 int32_t ReadInteger(const IntegerKey& key, const char* file) {
@@ -66,7 +66,7 @@ EngineSettings ReadSettings(const char* file) {
     s.hashEntries = EntriesForMB(s.hashSizeMB);
     s.pawnHashSizeMB = ReadInteger(HASH_PAWN_SIZE, file);
     s.pawnHashEntries = EntriesForMB(s.pawnHashSizeMB);
-    ReadText("BOOK", "BookFile", BOOK_FILE_DEFAULT, s.bookFile, file);
+    ReadText("BOOK", "BookFile", DEFAULT_BOOK_FILE, s.bookFile, file);
     s.useBook = ReadSwitch("BOOK", "Book", file);
     s.randomBook = ReadSwitch("BOOK", "RandBook", file);
     s.useSyzygy = ReadSwitch("TABLEBASE", "Syzygy", file);

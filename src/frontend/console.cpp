@@ -13,6 +13,7 @@
 #include "book/book.h"
 #include "eval/evaluate.h"
 #include "eval/pawns.h"
+#include "eval/trace.h"
 #include "frontend/config.h"
 #include "frontend/gameend.h"
 #include "frontend/input.h"
@@ -96,7 +97,11 @@ void HashDump(const char*, const char*) { DumpHashTable(); }
 
 void TestPosition(const char*, const char* fen) { ParseFen(mainContext, fen, nullptr); }
 
-void Book(const char*, const char*) { BookListPosition(mainContext.current); }
+void Book(const char*, const char*) {
+    char fen[FEN_BUFFER_SIZE];
+    WriteFen(Current(), fen);
+    BookList(DEFAULT_BOOK_FILE, fen);
+}
 void Threads(const char* line, const char*) {
     if (ReadNumber(line, "thread %i")) SetSearchThreads(threadContexts, number);
 }
@@ -330,6 +335,13 @@ void EnterConsole() {
 }
 
 }  // namespace
+
+void PrintScore() {
+    const int16_t score = EvaluateTraced(mainContext);
+    PrintEvalTrace();
+    std::printf("Score: %i\n", score);
+    std::fflush(stdout);
+}
 
 bool SetSearchThreads(SearchThread* contexts, int count) {
     if (count < 1 || count > MAX_THREADS) return false;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "eval/evaluate.h"
+#include "frontend/console.h"
 #include "eval_positions.h"
 
 namespace {
