@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "frontend/console.h"
-#include "frontend/uci.h"
 #include "fuzz_lines.h"
 
 namespace {
