@@ -6,7 +6,6 @@
 #include "board/attacks.h"
 #include "board/movegen.h"
 #include "search/search.h"
-#include "search/threads.h"
 #include "search/tt.h"
 
 namespace {
@@ -64,25 +63,13 @@ inline Bitboard AttackersOf(const Position& pos, int sq, Bitboard occupied, Bitb
            opponents;
 }
 
-// The lowest record a repetition scan may read: record 0 of the stack that holds p. Every stack is the
-// first member of the main context or of a thread context; a stack elsewhere is bounded by the halfmove
-// clock alone.
-const Position* ScanFloor(const Position* p) {
-    const uintptr_t at = reinterpret_cast<uintptr_t>(p);
-    const uintptr_t mainStack = reinterpret_cast<uintptr_t>(mainContext.positionStack);
-    if (at - mainStack < sizeof(mainContext.positionStack)) return mainContext.positionStack;
-    const uintptr_t threads = reinterpret_cast<uintptr_t>(threadContexts);
-    if (at - threads < sizeof(threadContexts))
-        return threadContexts[(at - threads) / sizeof(SearchThread)].positionStack;
-    return nullptr;
-}
-
 void ScanRepetitions(Position* n) {
     const int clock = n->halfmoveClock;
     if (clock < 2) return;
-    const Position* floor = ScanFloor(n);
+    // Nothing below record 0 of the stack belongs to this game.
+    const Position* floor = PositionStack::Floor(n);
     for (int back = 2; back <= clock; back += 2) {
-        if (floor && n - floor < back) return;
+        if (n - floor < back) return;
         const Position* q = n - back;
         if (q->own == n->own && q->plane1 == n->plane1 && q->plane2 == n->plane2 && q->plane4 == n->plane4) {
             n->repetitions = uint8_t(q->repetitions + 1);
@@ -273,11 +260,11 @@ bool IsLegal(const Position& pos, Move m) {
 }
 
 void MakeRoomForMove(SearchThread& context) {
-    const ptrdiff_t at = context.current - context.positionStack;
-    if (at + 1 < GAME_STACK_LIMIT) return;
-    std::memmove(context.positionStack, context.current - (GAME_HISTORY_KEPT - 1),
+    Position* const records = context.positionStack.Records();
+    if (context.current - records + 1 < GAME_STACK_LIMIT) return;
+    std::memmove(records, context.current - (GAME_HISTORY_KEPT - 1),
                  GAME_HISTORY_KEPT * sizeof(Position));
-    context.current = context.positionStack + (GAME_HISTORY_KEPT - 1);
+    context.current = records + (GAME_HISTORY_KEPT - 1);
 }
 
 int MakeUserMove(SearchThread& context, Move m) {

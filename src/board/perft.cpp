@@ -155,7 +155,7 @@ uint64_t PerftNode(Position* p, uint32_t depth) {
 
 uint64_t Perft(uint32_t depth) {
     Position* start = mainContext.current;
-    if (depth >= uint32_t(mainContext.positionStack + STACK_SIZE - start)) return 0;
+    if (depth >= uint32_t(mainContext.positionStack.Records() + STACK_SIZE - start)) return 0;
     return PerftNode(start, depth);
 }
 

@@ -35,7 +35,7 @@ uint64_t ComputeKey(Position& pos) {
 
 Position* NewGame() {
     hashAge = 0;
-    std::memset(mainContext.positionStack, 0, sizeof(mainContext.positionStack));
+    std::memset(mainContext.positionStack.Records(), 0, STACK_SIZE * sizeof(Position));
     Position& p = mainContext.positionStack[0];
     p.own = 0x000000000000FFFFull;
     p.plane1 = 0x2CFF00000000FF2Cull;

@@ -1,6 +1,7 @@
 // The position record, always seen from the side to move, and the Zobrist key tables.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "board/types.h"
@@ -20,6 +21,39 @@ struct Position {
 static_assert(sizeof(Position) == 48);
 
 constexpr int STACK_SIZE = 800;
+
+// The records of one position stack. They begin on a multiple of ALIGNMENT inside the object and all lie
+// below the next multiple, so rounding the address of any record down gives the stack's record 0: MakeMove
+// finds how far back its repetition scan may read, wherever the stack lives. The records are aligned inside
+// the object rather than the object itself because how far a global object is aligned beyond a page is up to
+// the program loader.
+class PositionStack {
+  public:
+    static constexpr uintptr_t ALIGNMENT = 65536;
+    static_assert(STACK_SIZE * sizeof(Position) <= ALIGNMENT);
+
+    PositionStack() = default;
+    // A copy would put the records at another offset of its storage.
+    PositionStack(const PositionStack&) = delete;
+    PositionStack& operator=(const PositionStack&) = delete;
+
+    Position* Records() { return reinterpret_cast<Position*>(RoundUp(reinterpret_cast<uintptr_t>(storage))); }
+    const Position* Records() const {
+        return reinterpret_cast<const Position*>(RoundUp(reinterpret_cast<uintptr_t>(storage)));
+    }
+    Position& operator[](std::ptrdiff_t i) { return Records()[i]; }
+    const Position& operator[](std::ptrdiff_t i) const { return Records()[i]; }
+
+    // Record 0 of the stack that holds p, which must be a record of some PositionStack.
+    static const Position* Floor(const Position* p) {
+        return reinterpret_cast<const Position*>(reinterpret_cast<uintptr_t>(p) & ~(ALIGNMENT - 1));
+    }
+
+  private:
+    static constexpr uintptr_t RoundUp(uintptr_t at) { return (at + ALIGNMENT - 1) & ~(ALIGNMENT - 1); }
+
+    alignas(Position) unsigned char storage[ALIGNMENT - alignof(Position) + STACK_SIZE * sizeof(Position)];
+};
 
 namespace keys_detail {
 // Any fixed, well-mixed set of keys will do; nothing outside the process sees them.

@@ -193,7 +193,7 @@ void Go(const char*, const char*) {
 
 void Undo(const char*, const char*) {
     // Nothing lies below the first record of the game stack.
-    if (mainContext.current != mainContext.positionStack) --mainContext.current;
+    if (mainContext.current != mainContext.positionStack.Records()) --mainContext.current;
 }
 
 void Memory(const char* line, const char*) {

@@ -10,7 +10,7 @@
 struct PawnHashTable;
 
 struct SearchThread {
-    Position positionStack[STACK_SIZE];
+    PositionStack positionStack;
     Position* current;
     Move killers[64][2];
     uint16_t history[2][64][64];

@@ -306,8 +306,7 @@ int RootProbe(Position* pos, MoveEntry* firstMove, int16_t& score, MoveEntry*& l
         for (MoveEntry* m = firstMove; m < lastMove; ++m)
             if (m->score > 0 && m->score < best) best = m->score;
         // A root that repeats an earlier position needs the fastest win to make progress.
-        const Position* stackStart = mainContext.positionStack;
-        if (pos < stackStart || pos >= stackStart + STACK_SIZE) stackStart = pos;
+        const Position* stackStart = PositionStack::Floor(pos);
         bool repeated = false;
         for (int back = 0; back <= c && pos - back >= stackStart; back += 2)
             if (pos[-back].repetitions & 1) {
