@@ -8,6 +8,8 @@
 #include "search/search.h"
 #include "search/tt.h"
 
+NodeCounter nodeCount;
+
 namespace {
 
 constexpr uint64_t SIDE_KEY = 0xEF943420618B4A08ull;

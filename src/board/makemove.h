@@ -1,10 +1,45 @@
 // Making moves on the position stack (copy-make), the null move, and the check and legality tests.
 #pragma once
 
+#include <cstdint>
+
 #include "board/position.h"
 #include "board/types.h"
 
 struct SearchThread;
+
+// Moves made by all threads: MakeMove and MakeNullMove count them. Each thread adds to a counter on its own
+// cache line, so that counting does not make the threads fight over one line; reading sums them. Assigning a
+// value restarts the count.
+class NodeCounter {
+  public:
+    static constexpr int SLOTS = 32;
+    NodeCounter& operator+=(uint64_t n) {
+        slots[slot].count += n;
+        return *this;
+    }
+    NodeCounter& operator=(uint64_t n) {
+        for (Slot& s : slots) s.count = 0;
+        slots[0].count = n;
+        return *this;
+    }
+    operator uint64_t() const {
+        uint64_t sum = 0;
+        for (const Slot& s : slots) sum += s.count;
+        return sum;
+    }
+    // The calling thread counts into slot id (a search thread's threadId, 0 for every other thread).
+    static void UseSlot(int id) { slot = id & (SLOTS - 1); }
+
+  private:
+    struct alignas(64) Slot {
+        Relaxed<uint64_t> count;
+    };
+    Slot slots[SLOTS];
+    static inline thread_local int slot = 0;
+};
+
+extern NodeCounter nodeCount;
 
 // Records kept free above the game position for the search's own plies: the game never reaches into them.
 constexpr int SEARCH_STACK_RESERVE = 256;

@@ -16,7 +16,6 @@ SearchThread mainContext;
 
 Relaxed<uint32_t> searchStop;
 Relaxed<uint32_t> iterationAbort;
-NodeCounter nodeCount;
 
 namespace {
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <thread>
 
+#include "board/makemove.h"
 #include "board/position.h"
 #include "board/types.h"
 
@@ -39,37 +40,6 @@ extern SearchThread mainContext;
 // Shared between threads; each is written by one party and polled by the others.
 extern Relaxed<uint32_t> searchStop;
 extern Relaxed<uint32_t> iterationAbort;
-// Moves made by all threads. Each thread adds to a counter on its own cache line, so that counting does
-// not make the threads fight over one line; reading sums them. Assigning a value restarts the count.
-class NodeCounter {
-  public:
-    static constexpr int SLOTS = 32;
-    NodeCounter& operator+=(uint64_t n) {
-        slots[slot].count += n;
-        return *this;
-    }
-    NodeCounter& operator=(uint64_t n) {
-        for (Slot& s : slots) s.count = 0;
-        slots[0].count = n;
-        return *this;
-    }
-    operator uint64_t() const {
-        uint64_t sum = 0;
-        for (const Slot& s : slots) sum += s.count;
-        return sum;
-    }
-    // The calling thread counts into slot id (a search thread's threadId, 0 for every other thread).
-    static void UseSlot(int id) { slot = id & (SLOTS - 1); }
-
-  private:
-    struct alignas(64) Slot {
-        Relaxed<uint64_t> count;
-    };
-    Slot slots[SLOTS];
-    static inline thread_local int slot = 0;
-};
-
-extern NodeCounter nodeCount;
 
 // Principal-variation search of the thread's current position below the root. Scores are from the side to
 // move's view; mated at ply p scores p - MATE. tbLimit is the largest piece count probed in the tablebases.
