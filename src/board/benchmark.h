@@ -1,4 +1,4 @@
-// The move-generation benchmark of the console command "perft".
+// The positions of the move-generation benchmark (the console command "perft").
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,3 @@ struct BenchmarkRecord {
 
 // The six positions of the benchmark with their published leaf counts.
 extern const BenchmarkRecord BENCHMARK[6];
-
-// Runs perft over six positions with published counts and prints both counts and the speed. The game
-// position is left at the last benchmark position.
-void RunBenchmark();

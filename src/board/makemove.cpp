@@ -5,7 +5,6 @@
 
 #include "board/attacks.h"
 #include "board/movegen.h"
-#include "search/search.h"
 #include "search/tt.h"
 
 NodeCounter nodeCount;
@@ -261,7 +260,7 @@ bool IsLegal(const Position& pos, Move m) {
     return AttackersOf(pos, target, occupied, opponents) == 0;
 }
 
-void MakeRoomForMove(SearchThread& context) {
+void MakeRoomForMove(Board& context) {
     Position* const records = context.positionStack.Records();
     if (context.current - records + 1 < GAME_STACK_LIMIT) return;
     std::memmove(records, context.current - (GAME_HISTORY_KEPT - 1),
@@ -269,7 +268,7 @@ void MakeRoomForMove(SearchThread& context) {
     context.current = records + (GAME_HISTORY_KEPT - 1);
 }
 
-int MakeUserMove(SearchThread& context, Move m) {
+int MakeUserMove(Board& context, Move m) {
     if (!IsLegalMove(*context.current, m)) return 0;
     MakeRoomForMove(context);
     context.current = MakeMove(context.current, m);

@@ -6,8 +6,6 @@
 #include "board/position.h"
 #include "board/types.h"
 
-struct SearchThread;
-
 // Moves made by all threads: MakeMove and MakeNullMove count them. Each thread adds to a counter on its own
 // cache line, so that counting does not make the threads fight over one line; reading sums them. Assigning a
 // value restarts the count.
@@ -66,8 +64,8 @@ bool IsLegal(const Position& pos, Move m);
 // When the record after the game position would reach into the search's reserve, moves the last
 // GAME_HISTORY_KEPT records of the game down to the bottom of the stack, so that a game of any length can
 // go on; older records are never read again.
-void MakeRoomForMove(SearchThread& context);
+void MakeRoomForMove(Board& context);
 
 // Makes m on the context's game stack if it is one of the generated moves and legal: 1 and current
 // advanced by one record, or 0 with nothing changed.
-int MakeUserMove(SearchThread& context, Move m);
+int MakeUserMove(Board& context, Move m);

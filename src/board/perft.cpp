@@ -2,13 +2,13 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 
 #include "board/attacks.h"
 #include "board/fen.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
-#include "search/search.h"
 
 namespace {
 
@@ -153,9 +153,9 @@ uint64_t PerftNode(Position* p, uint32_t depth) {
 
 }  // namespace
 
-uint64_t Perft(uint32_t depth) {
-    Position* start = mainContext.current;
-    if (depth >= uint32_t(mainContext.positionStack.Records() + STACK_SIZE - start)) return 0;
+uint64_t Perft(Board& board, uint32_t depth) {
+    Position* start = board.current;
+    if (depth >= uint32_t(board.positionStack.Records() + STACK_SIZE - start)) return 0;
     return PerftNode(start, depth);
 }
 
@@ -174,12 +174,14 @@ int PerftCommand(int argc, char** argv) {
     std::string fen = argv[3];
     for (int i = 4; i < argc; ++i) fen += std::string(" ") + argv[i];
 
-    mainContext.current = NewGame();
-    if (!ParseFen(mainContext, fen.c_str(), nullptr)) {
+    // The process ends after the count, so a board of its own does as well as the game's.
+    const auto board = std::make_unique<Board>();
+    board->current = ResetStack(board->positionStack);
+    if (!ParseFen(*board, fen.c_str(), nullptr)) {
         printf("Error: invalid FEN: %s\n", fen.c_str());
         return 1;
     }
-    printf("%llu\n", static_cast<unsigned long long>(Perft(uint32_t(depth))));
+    printf("%llu\n", static_cast<unsigned long long>(Perft(*board, uint32_t(depth))));
     fflush(stdout);
     return 0;
 }

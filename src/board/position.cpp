@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-#include "search/search.h"
-#include "search/tt.h"
 
 void FlipPosition(Position& pos) {
     Bitboard occupied = Occupied(pos);
@@ -33,10 +31,9 @@ uint64_t ComputeKey(Position& pos) {
     return key ^ CastleKeys[pos.castling] ^ EpKeys[pos.epFile] ^ SideKeys[pos.side];
 }
 
-Position* NewGame() {
-    hashAge = 0;
-    std::memset(mainContext.positionStack.Records(), 0, STACK_SIZE * sizeof(Position));
-    Position& p = mainContext.positionStack[0];
+Position* ResetStack(PositionStack& stack) {
+    std::memset(stack.Records(), 0, STACK_SIZE * sizeof(Position));
+    Position& p = stack[0];
     p.own = 0x000000000000FFFFull;
     p.plane1 = 0x2CFF00000000FF2Cull;
     p.plane2 = 0x7600000000000076ull;

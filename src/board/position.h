@@ -55,6 +55,13 @@ class PositionStack {
     alignas(Position) unsigned char storage[ALIGNMENT - alignof(Position) + STACK_SIZE * sizeof(Position)];
 };
 
+// A position stack and its current record: what the board's functions need of a search context, each of
+// which begins with one. The game is the main context's.
+struct Board {
+    PositionStack positionStack;
+    Position* current;
+};
+
 namespace keys_detail {
 // Any fixed, well-mixed set of keys will do; nothing outside the process sees them.
 constexpr uint64_t SplitMix(uint64_t& state) {
@@ -120,4 +127,6 @@ constexpr bool EnPassantCapturable(const Position& p) {
 
 uint64_t ComputeKey(Position& pos);
 void FlipPosition(Position& pos);
-Position* NewGame();
+// Zeroes every record of the stack and writes the start position with its key into record 0, which it
+// returns. A new game (NewGame) is this on the main context's stack.
+Position* ResetStack(PositionStack& stack);

@@ -14,6 +14,11 @@
 
 SearchThread mainContext;
 
+Position* NewGame() {
+    hashAge = 0;
+    return ResetStack(mainContext.positionStack);
+}
+
 Relaxed<uint32_t> searchStop;
 Relaxed<uint32_t> iterationAbort;
 

@@ -10,9 +10,8 @@
 
 struct PawnHashTable;
 
-struct SearchThread {
-    PositionStack positionStack;
-    Position* current;
+// The position stack and its current record come first, from Board.
+struct SearchThread : Board {
     Move killers[64][2];
     uint16_t history[2][64][64];
     uint8_t threadId;  // 0 in the main context, 1..N in the thread contexts
@@ -36,6 +35,10 @@ struct PvLine {
 
 // The main context: it holds the game.
 extern SearchThread mainContext;
+
+// Starts a new game: the search count (hashAge) back to 0 and the main context's stack holding only the
+// start position, whose record it returns; the caller stores it in current.
+Position* NewGame();
 
 // Shared between threads; each is written by one party and polled by the others.
 extern Relaxed<uint32_t> searchStop;
