@@ -13,19 +13,6 @@ namespace {
 
 constexpr uint64_t SIDE_KEY = 0xEF943420618B4A08ull;
 
-// The side to move's view has its own rights in the low nibble.
-constexpr uint8_t OWN_QUEENSIDE = 0x01;
-constexpr uint8_t OWN_KINGSIDE = 0x02;
-constexpr uint8_t OPP_QUEENSIDE = 0x10;
-constexpr uint8_t OPP_KINGSIDE = 0x20;
-
-constexpr int CAPTURE = 8;
-constexpr int PROMOTION = 17;
-constexpr int PROMOTION_CAPTURE = 25;
-constexpr int KINGSIDE_CASTLING = 22;
-constexpr int QUEENSIDE_CASTLING = 38;
-constexpr int EN_PASSANT = 41;
-
 // Flips or sets the bits of a piece code in the three planes.
 inline void TogglePiece(Position* n, int code, Bitboard squares) {
     if (code & 1) n->plane1 ^= squares;
@@ -86,16 +73,10 @@ Position* MakeMove(Position* p, Move m) {
     nodeCount += 1;
 
     const int type = MoveType(m);
-    switch (type) {
-        case 1: case 2: case 3: case 4: case 5: case 6:
-        case 9: case 10: case 11: case 12: case 13: case 14:
-        case PROMOTION: case PROMOTION_CAPTURE: case KINGSIDE_CASTLING: case QUEENSIDE_CASTLING:
-        case EN_PASSANT:
-            break;
-        default:
-            *n = *p;
-            n->repetitions = 0;
-            return n;
+    if (!IsMoveKind(type)) {
+        *n = *p;
+        n->repetitions = 0;
+        return n;
     }
 
     n->own = p->own;
@@ -120,7 +101,7 @@ Position* MakeMove(Position* p, Move m) {
     n->own ^= fromTo;
 
     switch (type) {
-        case 1:
+        case PAWN_MOVE:
             n->plane1 ^= fromTo;
             key ^= ownKeys[from] ^ ownKeys[to];
             if (RankOf(from) == 1 && RankOf(to) == 3) {
@@ -129,38 +110,39 @@ Position* MakeMove(Position* p, Move m) {
             }
             n->halfmoveClock = 0;
             break;
-        case 2:
+        case KNIGHT_MOVE:
             n->plane2 ^= fromTo;
             key ^= ownKeys[from] ^ ownKeys[to];
             n->halfmoveClock++;
             break;
-        case 3:
+        case BISHOP_MOVE:
             n->plane1 ^= fromTo;
             n->plane2 ^= fromTo;
             key ^= ownKeys[from] ^ ownKeys[to];
             n->halfmoveClock++;
             break;
-        case 4:
+        case ROOK_MOVE:
             n->plane4 ^= fromTo;
             key ^= ownKeys[from] ^ ownKeys[to];
             if (from == 7) n->castling &= uint8_t(~OWN_KINGSIDE);
             if (from == 0) n->castling &= uint8_t(~OWN_QUEENSIDE);
             n->halfmoveClock++;
             break;
-        case 5:
+        case QUEEN_MOVE:
             n->plane1 ^= fromTo;
             n->plane4 ^= fromTo;
             key ^= ownKeys[from] ^ ownKeys[to];
             n->halfmoveClock++;
             break;
-        case 6:
+        case KING_MOVE:
             n->plane2 ^= fromTo;
             n->plane4 ^= fromTo;
             key ^= ownKeys[from] ^ ownKeys[to];
-            n->castling &= uint8_t(~(OWN_QUEENSIDE | OWN_KINGSIDE));
+            n->castling &= uint8_t(~OWN_CASTLING);
             n->halfmoveClock++;
             break;
-        case 9: case 10: case 11: case 12: case 13: case 14:
+        case PAWN_CAPTURE: case KNIGHT_CAPTURE: case BISHOP_CAPTURE: case ROOK_CAPTURE: case QUEEN_CAPTURE:
+        case KING_CAPTURE:
         case PROMOTION_CAPTURE: {
             const int victim = PieceOn(*p, to);
             key ^= PieceKeys[opponentRow + victim][to ^ 56];
@@ -177,11 +159,11 @@ Position* MakeMove(Position* p, Move m) {
             }
             TogglePiece(n, type & 7, fromTo);
             key ^= ownKeys[from] ^ ownKeys[to];
-            if (type == 12) {
+            if (type == ROOK_CAPTURE) {
                 if (from == 7) n->castling &= uint8_t(~OWN_KINGSIDE);
                 if (from == 0) n->castling &= uint8_t(~OWN_QUEENSIDE);
-            } else if (type == 14) {
-                n->castling &= uint8_t(~(OWN_QUEENSIDE | OWN_KINGSIDE));
+            } else if (type == KING_CAPTURE) {
+                n->castling &= uint8_t(~OWN_CASTLING);
             }
             break;
         }
@@ -204,7 +186,7 @@ Position* MakeMove(Position* p, Move m) {
             n->plane4 ^= fromTo ^ rookFromTo;
             n->own ^= rookFromTo;
             key ^= kingKeys[from] ^ kingKeys[to] ^ rookKeys[rookFrom] ^ rookKeys[rookTo];
-            n->castling &= uint8_t(~(OWN_QUEENSIDE | OWN_KINGSIDE));
+            n->castling &= uint8_t(~OWN_CASTLING);
             n->halfmoveClock++;
             break;
         }
@@ -222,7 +204,7 @@ Position* MakeMove(Position* p, Move m) {
     // The search probes the table for this position next; the memory access overlaps with the work until then.
     PrefetchHash(n->key);
 
-    if ((type >= 2 && type <= 6) || type == KINGSIDE_CASTLING || type == QUEENSIDE_CASTLING) ScanRepetitions(n);
+    if (IsReversible(type)) ScanRepetitions(n);
     return n;
 }
 
@@ -250,9 +232,7 @@ bool IsLegal(const Position& pos, Move m) {
     const int to = MoveTo(m);
     Bitboard occupied = (Occupied(pos) ^ SquareBit(from)) | SquareBit(to);
     Bitboard opponents = Opponent(pos) & ~SquareBit(to);
-    const bool kingMoves =
-        type == KING || type == (KING | CAPTURE) || type == KINGSIDE_CASTLING || type == QUEENSIDE_CASTLING;
-    const int target = kingMoves ? to : OwnKingSquare(pos);
+    const int target = MovesKing(type) ? to : OwnKingSquare(pos);
     if (type == EN_PASSANT) {
         occupied &= ~SquareBit(to - 8);
         opponents &= ~SquareBit(to - 8);

@@ -5,9 +5,7 @@
 
 namespace {
 
-
 constexpr int E1 = 4, F1 = 5, G1 = 6, D1 = 3, C1 = 2, B1 = 1;
-constexpr int CAPTURE = 8, PROMOTION = 16, EN_PASSANT = 41;
 
 inline MoveEntry* AddQuiet(MoveEntry* list, int type, int from, int to) {
     list->move = MakeMoveCode(type, from, to);
@@ -75,13 +73,13 @@ bool SquareAttacked(const Position& pos, int sq, Bitboard occupied) {
 }
 
 inline bool CanCastleQueenside(const Position& pos, Bitboard occupied) {
-    return (pos.castling & 1) && !(occupied & (SquareBit(B1) | SquareBit(C1) | SquareBit(D1))) &&
+    return (pos.castling & OWN_QUEENSIDE) && !(occupied & (SquareBit(B1) | SquareBit(C1) | SquareBit(D1))) &&
            !SquareAttacked(pos, E1, occupied) && !SquareAttacked(pos, D1, occupied) &&
            !SquareAttacked(pos, C1, occupied);
 }
 
 inline bool CanCastleKingside(const Position& pos, Bitboard occupied) {
-    return (pos.castling & 2) && !(occupied & (SquareBit(F1) | SquareBit(G1))) &&
+    return (pos.castling & OWN_KINGSIDE) && !(occupied & (SquareBit(F1) | SquareBit(G1))) &&
            !SquareAttacked(pos, E1, occupied) && !SquareAttacked(pos, F1, occupied) &&
            !SquareAttacked(pos, G1, occupied);
 }
@@ -152,11 +150,11 @@ MoveEntry* GenerateNoisy(const Position& pos, MoveEntry* list) {
     }
     for (Bitboard b = pawns & RANK_7; b;) {
         int from = PopLsb(b);
-        for (Bitboard t = PawnAttacks[from] & opponent; t;) list = AddPromotions(list, PAWN | CAPTURE | PROMOTION, from, PopLsb(t));
+        for (Bitboard t = PawnAttacks[from] & opponent; t;) list = AddPromotions(list, PROMOTION_CAPTURE, from, PopLsb(t));
     }
     for (Bitboard b = pawns & RANK_7; b;) {
         int from = PopLsb(b);
-        if (!(occupied & SquareBit(from + 8))) list = AddPromotions(list, PAWN | PROMOTION, from, from + 8);
+        if (!(occupied & SquareBit(from + 8))) list = AddPromotions(list, PROMOTION, from, from + 8);
     }
     return EnPassantCaptures(pos, list);
 }
@@ -224,10 +222,10 @@ MoveEntry* GenerateEvasions(const Position& pos, MoveEntry* list, Bitboard check
 
     for (Bitboard b = pawns & RANK_7; b;) {
         int from = PopLsb(b);
-        if (block & empty & SquareBit(from + 8)) list = AddPromotions(list, PAWN | PROMOTION, from, from + 8);
+        if (block & empty & SquareBit(from + 8)) list = AddPromotions(list, PROMOTION, from, from + 8);
     }
     for (Bitboard b = pawns & RANK_7 & PawnAttackers[checker]; b;)
-        list = AddPromotions(list, PAWN | CAPTURE | PROMOTION, PopLsb(b), checker);
+        list = AddPromotions(list, PROMOTION_CAPTURE, PopLsb(b), checker);
     return list;
 }
 

@@ -49,7 +49,7 @@ uint64_t LeafCount(const Position& pos) {
     const Bitboard ownKings = Kings(pos) & own;
     const Bitboard pawns = Pawns(pos);
     if ((ownKings & (ownKings - 1)) || !ownKings || (pawns & (RANK_1 | RANK_8)) || pos.epFile > 8 ||
-        ((pos.castling & 3) && ownKings != SquareBit(E1)))
+        ((pos.castling & OWN_CASTLING) && ownKings != SquareBit(E1)))
         return LeafCountByGeneration(pos);
 
     const int king = Lsb(ownKings);
@@ -125,8 +125,8 @@ uint64_t LeafCount(const Position& pos) {
             Bitboard after = (occupied ^ ownKings) | SquareBit(to);
             return AttackersOf(pos, to, after, opponent) ? 0 : 1;
         };
-        if (pos.castling & 1) count += castle(SquareBit(B1) | SquareBit(C1) | SquareBit(D1), D1, C1);
-        if (pos.castling & 2) count += castle(SquareBit(F1) | SquareBit(G1), F1, G1);
+        if (pos.castling & OWN_QUEENSIDE) count += castle(SquareBit(B1) | SquareBit(C1) | SquareBit(D1), D1, C1);
+        if (pos.castling & OWN_KINGSIDE) count += castle(SquareBit(F1) | SquareBit(G1), F1, G1);
     }
 
     if (count) return count;

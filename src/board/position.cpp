@@ -38,7 +38,7 @@ Position* ResetStack(PositionStack& stack) {
     p.plane1 = 0x2CFF00000000FF2Cull;
     p.plane2 = 0x7600000000000076ull;
     p.plane4 = 0x9900000000000099ull;
-    p.castling = 0x33;
+    p.castling = OWN_QUEENSIDE | OWN_KINGSIDE | OPP_QUEENSIDE | OPP_KINGSIDE;
     p.epFile = 8;
     p.halfmoveClock = 0;
     p.repetitions = 0;

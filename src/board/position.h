@@ -11,7 +11,7 @@ struct Position {
     Bitboard plane1;  // bit planes of the piece codes, both colours
     Bitboard plane2;
     Bitboard plane4;
-    uint8_t castling;  // bit 0/1 own queen/king side, bit 4/5 the opponent's
+    uint8_t castling;  // the rights below
     uint8_t epFile;    // file of a pawn that just made a double step, 8 = none
     uint8_t halfmoveClock;
     uint8_t repetitions;
@@ -19,6 +19,13 @@ struct Position {
     uint64_t key;
 };
 static_assert(sizeof(Position) == 48);
+
+// Castling rights, in the side-to-move view: its own in the low nibble, the opponent's in the high one.
+constexpr uint8_t OWN_QUEENSIDE = 0x01;
+constexpr uint8_t OWN_KINGSIDE = 0x02;
+constexpr uint8_t OPP_QUEENSIDE = 0x10;
+constexpr uint8_t OPP_KINGSIDE = 0x20;
+constexpr uint8_t OWN_CASTLING = OWN_QUEENSIDE | OWN_KINGSIDE;
 
 constexpr int STACK_SIZE = 800;
 
