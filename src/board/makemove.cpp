@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstring>
 
-#include "board/attacks.h"
 #include "board/movegen.h"
 #include "search/tt.h"
 
@@ -24,31 +23,6 @@ inline void ClearSquare(Position* n, Bitboard square) {
     n->plane1 &= ~square;
     n->plane2 &= ~square;
     n->plane4 &= ~square;
-}
-
-// Same as FlipPosition; kept here so that the hot path inlines it.
-inline void Flip(Position* n) {
-    Bitboard opponent = (n->plane1 | n->plane2 | n->plane4) ^ n->own;
-    n->plane1 = ByteSwap(n->plane1);
-    n->plane2 = ByteSwap(n->plane2);
-    n->plane4 = ByteSwap(n->plane4);
-    n->own = ByteSwap(opponent);
-    n->castling = uint8_t(n->castling << 4 | n->castling >> 4);
-    n->side ^= 1;
-}
-
-// Squares from which an opponent pawn attacks the square: diagonally above it. Shifting covers rank 1,
-// where the PawnAttacks row is empty.
-inline Bitboard OpponentPawnSources(Bitboard square) {
-    return (square & ~FILE_A) << 7 | (square & ~FILE_H) << 9;
-}
-
-// Opponent pieces among `opponents` attacking sq, sliders seen through `occupied`; piece kinds from pos.
-inline Bitboard AttackersOf(const Position& pos, int sq, Bitboard occupied, Bitboard opponents) {
-    return ((RookAttacks(sq, occupied) & RooksQueens(pos)) | (BishopAttacks(sq, occupied) & BishopsQueens(pos)) |
-            (OpponentPawnSources(SquareBit(sq)) & Pawns(pos)) | (KnightAttacks[sq] & Knights(pos)) |
-            (KingAttacks[sq] & Kings(pos))) &
-           opponents;
 }
 
 void ScanRepetitions(Position* n) {
@@ -199,7 +173,7 @@ Position* MakeMove(Position* p, Move m) {
         }
     }
 
-    Flip(n);
+    FlipPosition(*n);
     n->key = key ^ CastleKeys[n->castling];
     // The search probes the table for this position next; the memory access overlaps with the work until then.
     PrefetchHash(n->key);
@@ -212,7 +186,7 @@ Position* MakeNullMove(Position* p) {
     Position* n = p + 1;
     nodeCount += 1;
     *n = *p;
-    Flip(n);
+    FlipPosition(*n);
     n->epFile = 8;
     n->halfmoveClock = 0;
     n->repetitions = 0;

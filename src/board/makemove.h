@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "board/attacks.h"
 #include "board/position.h"
 #include "board/types.h"
 
@@ -54,6 +55,22 @@ Position* MakeMove(Position* p, Move m);
 
 // p + 1 holds the same placement with the other side to move and no en-passant file.
 Position* MakeNullMove(Position* p);
+
+// Squares from which an opponent pawn attacks the given squares: diagonally above them. Shifting covers
+// rank 1, where the PawnAttacks row is empty.
+inline Bitboard OpponentPawnSources(Bitboard squares) {
+    return (squares & ~FILE_A) << 7 | (squares & ~FILE_H) << 9;
+}
+
+// The attack test behind Checkers, IsLegal, the castling conditions and perft's last ply: the pieces among
+// opponents that attack sq, sliders seen through occupied, piece kinds read from pos. Callers pass the
+// board as it is or as a move would leave it.
+inline Bitboard AttackersOf(const Position& pos, int sq, Bitboard occupied, Bitboard opponents) {
+    return ((RookAttacks(sq, occupied) & RooksQueens(pos)) | (BishopAttacks(sq, occupied) & BishopsQueens(pos)) |
+            (OpponentPawnSources(SquareBit(sq)) & Pawns(pos)) | (KnightAttacks[sq] & Knights(pos)) |
+            (KingAttacks[sq] & Kings(pos))) &
+           opponents;
+}
 
 // Opponent pieces that attack the side to move's king.
 Bitboard Checkers(const Position& pos);

@@ -57,31 +57,19 @@ inline Bitboard PiecesOfKind(const Position& pos, int piece) {
     }
 }
 
-// Squares from which an opponent pawn (moving down the board) attacks sq; by shifting, so rank 1 is covered.
-inline Bitboard OpponentPawnSquares(int sq) {
-    Bitboard bit = SquareBit(sq);
-    return ((bit << 7) & ~FILE_H) | ((bit << 9) & ~FILE_A);
-}
-
-// Attacked by an opponent piece, with the given occupancy; the opponent's pieces are occupied minus own.
-bool SquareAttacked(const Position& pos, int sq, Bitboard occupied) {
-    Bitboard opponent = occupied & ~pos.own;
-    return ((RookAttacks(sq, occupied) & RooksQueens(pos)) | (BishopAttacks(sq, occupied) & BishopsQueens(pos)) |
-            (KnightAttacks[sq] & Knights(pos)) | (OpponentPawnSquares(sq) & Pawns(pos)) |
-            (KingAttacks[sq] & Kings(pos))) &
-           opponent;
+// Attacked by an opponent piece on the board as it stands.
+inline bool Attacked(const Position& pos, int sq, Bitboard occupied) {
+    return AttackersOf(pos, sq, occupied, occupied ^ pos.own) != 0;
 }
 
 inline bool CanCastleQueenside(const Position& pos, Bitboard occupied) {
     return (pos.castling & OWN_QUEENSIDE) && !(occupied & (SquareBit(B1) | SquareBit(C1) | SquareBit(D1))) &&
-           !SquareAttacked(pos, E1, occupied) && !SquareAttacked(pos, D1, occupied) &&
-           !SquareAttacked(pos, C1, occupied);
+           !Attacked(pos, E1, occupied) && !Attacked(pos, D1, occupied) && !Attacked(pos, C1, occupied);
 }
 
 inline bool CanCastleKingside(const Position& pos, Bitboard occupied) {
     return (pos.castling & OWN_KINGSIDE) && !(occupied & (SquareBit(F1) | SquareBit(G1))) &&
-           !SquareAttacked(pos, E1, occupied) && !SquareAttacked(pos, F1, occupied) &&
-           !SquareAttacked(pos, G1, occupied);
+           !Attacked(pos, E1, occupied) && !Attacked(pos, F1, occupied) && !Attacked(pos, G1, occupied);
 }
 
 inline MoveEntry* AddCastle(MoveEntry* list, Move m) {

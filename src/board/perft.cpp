@@ -14,19 +14,6 @@ namespace {
 
 constexpr int B1 = 1, C1 = 2, D1 = 3, E1 = 4, F1 = 5, G1 = 6;
 
-// Squares from which an opponent pawn, moving down the board, attacks sq.
-inline Bitboard OpponentPawnSquares(int sq) {
-    Bitboard bit = SquareBit(sq);
-    return ((bit << 7) & ~FILE_H) | ((bit << 9) & ~FILE_A);
-}
-
-inline Bitboard AttackersOf(const Position& pos, int sq, Bitboard occupied, Bitboard opponent) {
-    return ((RookAttacks(sq, occupied) & RooksQueens(pos)) | (BishopAttacks(sq, occupied) & BishopsQueens(pos)) |
-            (KnightAttacks[sq] & Knights(pos)) | (OpponentPawnSquares(sq) & Pawns(pos)) |
-            (KingAttacks[sq] & Kings(pos))) &
-           opponent;
-}
-
 // Pawn destinations count four times on the last rank, once per promotion piece.
 inline int PawnMoveCount(Bitboard targets) { return PopCount(targets) + 3 * PopCount(targets & RANK_8); }
 

@@ -3,16 +3,6 @@
 #include <cstring>
 
 
-void FlipPosition(Position& pos) {
-    Bitboard occupied = Occupied(pos);
-    pos.plane1 = ByteSwap(pos.plane1);
-    pos.plane2 = ByteSwap(pos.plane2);
-    pos.plane4 = ByteSwap(pos.plane4);
-    pos.own = ByteSwap(occupied ^ pos.own);
-    pos.castling = uint8_t(pos.castling << 4 | pos.castling >> 4);
-    pos.side ^= 1;
-}
-
 static uint64_t HashPieces(const Position& pos, Bitboard pieces, int colour, int squareXor) {
     uint64_t key = 0;
     while (pieces) {

@@ -132,8 +132,19 @@ constexpr bool EnPassantCapturable(const Position& p) {
            !(Occupied(p) & SquareBit(40 + p.epFile));
 }
 
+// Turns the record over to the other side's view: ranks mirrored, own pieces swapped, the rights' nibbles
+// swapped, the other side to move. Inline, because every move made ends with it.
+inline void FlipPosition(Position& pos) {
+    const Bitboard opponent = Opponent(pos);
+    pos.plane1 = ByteSwap(pos.plane1);
+    pos.plane2 = ByteSwap(pos.plane2);
+    pos.plane4 = ByteSwap(pos.plane4);
+    pos.own = ByteSwap(opponent);
+    pos.castling = uint8_t(pos.castling << 4 | pos.castling >> 4);
+    pos.side ^= 1;
+}
+
 uint64_t ComputeKey(Position& pos);
-void FlipPosition(Position& pos);
 // Zeroes every record of the stack and writes the start position with its key into record 0, which it
 // returns. A new game (NewGame) is this on the main context's stack.
 Position* ResetStack(PositionStack& stack);
