@@ -5,7 +5,6 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "search/ordering.h"
-#include "search/search.h"
 #include "tablebases/tbdecode.h"
 #include "tablebases/tbregistry.h"
 
