@@ -138,7 +138,8 @@ MoveEntry* GenerateNoisy(const Position& pos, MoveEntry* list) {
     }
     for (Bitboard b = pawns & RANK_7; b;) {
         int from = PopLsb(b);
-        for (Bitboard t = PawnAttacks[from] & opponent; t;) list = AddPromotions(list, PROMOTION_CAPTURE, from, PopLsb(t));
+        for (Bitboard t = PawnAttacks[from] & opponent; t;)
+            list = AddPromotions(list, PROMOTION_CAPTURE, from, PopLsb(t));
     }
     for (Bitboard b = pawns & RANK_7; b;) {
         int from = PopLsb(b);
