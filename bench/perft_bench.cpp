@@ -26,7 +26,7 @@ void BM_Perft(benchmark::State& state) {
     }
     uint64_t leaves = 0;
     for (auto _ : state) {
-        leaves = Perft(p.depth);
+        leaves = Perft(mainContext, p.depth);
         if (leaves != p.expected) {
             state.SkipWithError("wrong leaf count");
             return;
@@ -44,7 +44,7 @@ void BM_PerftConsoleSet(benchmark::State& state) {
         total = 0;
         for (const PerftRecord& p : PERFT_POSITIONS) {
             Load(p.fen);
-            uint64_t n = Perft(p.depth);
+            uint64_t n = Perft(mainContext, p.depth);
             if (n != p.expected) {
                 state.SkipWithError("wrong leaf count");
                 return;
@@ -80,7 +80,7 @@ BENCHMARK(BM_GenerateLegal);
 
 void BM_PerftLastPly(benchmark::State& state) {
     Load(PERFT_POSITIONS[1].fen);
-    for (auto _ : state) benchmark::DoNotOptimize(Perft(1));
+    for (auto _ : state) benchmark::DoNotOptimize(Perft(mainContext, 1));
 }
 BENCHMARK(BM_PerftLastPly);
 

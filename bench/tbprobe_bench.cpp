@@ -42,7 +42,7 @@ int main(int argc, char** argv) {
         while (fgets(line, sizeof(line), in)) {
             if (char* comma = strchr(line, ',')) *comma = 0;
             NewGame();
-            mainContext.current = mainContext.positionStack;
+            mainContext.current = mainContext.positionStack.Records();
             if (!ParseFen(mainContext, line, nullptr)) continue;
             positions.emplace_back();
             positions.back().records[0] = *mainContext.current;

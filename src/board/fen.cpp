@@ -7,7 +7,6 @@
 
 #include "board/makemove.h"
 #include "board/movegen.h"
-#include "search/search.h"
 
 namespace {
 
@@ -102,10 +101,10 @@ uint8_t PossibleCastling(const Position& pos, uint8_t castling) {
     const auto home = [&](Bitboard side, int kingSq, int rookSq) {
         return (kings & side & SquareBit(kingSq)) && (rooks & side & SquareBit(rookSq));
     };
-    if (!home(white, 4, 7)) castling &= uint8_t(~0x02);
-    if (!home(white, 4, 0)) castling &= uint8_t(~0x01);
-    if (!home(black, 60, 63)) castling &= uint8_t(~0x20);
-    if (!home(black, 60, 56)) castling &= uint8_t(~0x10);
+    if (!home(white, 4, 7)) castling &= uint8_t(~OWN_KINGSIDE);
+    if (!home(white, 4, 0)) castling &= uint8_t(~OWN_QUEENSIDE);
+    if (!home(black, 60, 63)) castling &= uint8_t(~OPP_KINGSIDE);
+    if (!home(black, 60, 56)) castling &= uint8_t(~OPP_QUEENSIDE);
     return castling;
 }
 
@@ -125,7 +124,7 @@ bool ReadHalfmoveClock(const char* c, uint8_t& clock) {
     return true;
 }
 
-bool ReplayMoves(SearchThread& context, const char* moves) {
+bool ReplayMoves(Board& context, const char* moves) {
     const char* c = moves;
     for (;;) {
         while (IsSeparator(*c)) ++c;
@@ -169,10 +168,10 @@ bool ReadPosition(Position& pos, char* fields[], int count) {
     if (std::strcmp(fields[2], "-") != 0) {
         for (const char* c = fields[2]; *c; ++c) {
             switch (*c) {
-                case 'K': pos.castling |= 0x02; break;
-                case 'Q': pos.castling |= 0x01; break;
-                case 'k': pos.castling |= 0x20; break;
-                case 'q': pos.castling |= 0x10; break;
+                case 'K': pos.castling |= OWN_KINGSIDE; break;
+                case 'Q': pos.castling |= OWN_QUEENSIDE; break;
+                case 'k': pos.castling |= OPP_KINGSIDE; break;
+                case 'q': pos.castling |= OPP_QUEENSIDE; break;
                 default: return false;
             }
         }
@@ -237,7 +236,7 @@ bool PlacementPossible(const Position& pos) {
            MaterialPossible(pos, Opponent(pos));
 }
 
-int ParseFen(SearchThread& context, const char* fen, const char* moves) {
+int ParseFen(Board& context, const char* fen, const char* moves) {
     if (fen == nullptr) return 0;
     char buffer[FEN_TEXT_MAX + 1];
     const size_t length = strnlen(fen, FEN_TEXT_MAX + 1);
@@ -289,10 +288,10 @@ int WriteFen(const Position& pos, char* buffer) {
     *out++ = pos.side == 1 ? 'b' : 'w';
     *out++ = ' ';
     const char* start = out;
-    if (white.castling & 0x02) *out++ = 'K';
-    if (white.castling & 0x01) *out++ = 'Q';
-    if (white.castling & 0x20) *out++ = 'k';
-    if (white.castling & 0x10) *out++ = 'q';
+    if (white.castling & OWN_KINGSIDE) *out++ = 'K';
+    if (white.castling & OWN_QUEENSIDE) *out++ = 'Q';
+    if (white.castling & OPP_KINGSIDE) *out++ = 'k';
+    if (white.castling & OPP_QUEENSIDE) *out++ = 'q';
     if (out == start) *out++ = '-';
     *out++ = ' ';
     if (pos.epFile < 8) {
@@ -341,17 +340,19 @@ Move TextToMove(const Position& pos, const char* text) {
         default: break;
     }
 
+    // The piece's plain move, made special by its squares, then marked as a capture when the
+    // destination is occupied.
     int type = PieceOn(pos, from);
     if (type == PAWN) {
         if (RankOf(to) == 7)
-            type = 17;
+            type = PROMOTION;
         else if (pos.epFile != 8 && to == 40 + pos.epFile)
-            type = 41;
+            type = EN_PASSANT;
     } else if (type == KING) {
-        if (to - from == 2) type = 22;
-        if (from - to == 2) type = 38;
+        if (to - from == 2) type = KINGSIDE_CASTLING;
+        if (from - to == 2) type = QUEENSIDE_CASTLING;
     }
-    if (Occupied(pos) & SquareBit(to)) type += 8;
+    if (Occupied(pos) & SquareBit(to)) type += CAPTURE;
     return MakeMoveCode(type, from, to, promotion);
 }
 

@@ -5,8 +5,6 @@
 #include "board/position.h"
 #include "board/types.h"
 
-struct SearchThread;
-
 // Longest FEN text ParseFen accepts; longer texts are refused whole.
 constexpr int FEN_TEXT_MAX = 255;
 // Room WriteFen needs, terminator included.
@@ -21,7 +19,7 @@ constexpr int MOVE_TEXT_SIZE = 6;
 // rights have their king and rook at home, and an en-passant field that was not read counts as "-". A
 // placement that fails PlacementPossible is refused; after a failure the record may still hold one, and a
 // caller must not play from it.
-int ParseFen(SearchThread& context, const char* fen, const char* moves);
+int ParseFen(Board& context, const char* fen, const char* moves);
 
 // One king a side, no pawn on a back rank, and no more extra pieces than promoted pawns: a board that
 // play can reach, whose move lists fit their buffers.

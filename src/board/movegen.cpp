@@ -5,9 +5,7 @@
 
 namespace {
 
-
 constexpr int E1 = 4, F1 = 5, G1 = 6, D1 = 3, C1 = 2, B1 = 1;
-constexpr int CAPTURE = 8, PROMOTION = 16, EN_PASSANT = 41;
 
 inline MoveEntry* AddQuiet(MoveEntry* list, int type, int from, int to) {
     list->move = MakeMoveCode(type, from, to);
@@ -59,31 +57,19 @@ inline Bitboard PiecesOfKind(const Position& pos, int piece) {
     }
 }
 
-// Squares from which an opponent pawn (moving down the board) attacks sq; by shifting, so rank 1 is covered.
-inline Bitboard OpponentPawnSquares(int sq) {
-    Bitboard bit = SquareBit(sq);
-    return ((bit << 7) & ~FILE_H) | ((bit << 9) & ~FILE_A);
-}
-
-// Attacked by an opponent piece, with the given occupancy; the opponent's pieces are occupied minus own.
-bool SquareAttacked(const Position& pos, int sq, Bitboard occupied) {
-    Bitboard opponent = occupied & ~pos.own;
-    return ((RookAttacks(sq, occupied) & RooksQueens(pos)) | (BishopAttacks(sq, occupied) & BishopsQueens(pos)) |
-            (KnightAttacks[sq] & Knights(pos)) | (OpponentPawnSquares(sq) & Pawns(pos)) |
-            (KingAttacks[sq] & Kings(pos))) &
-           opponent;
+// Attacked by an opponent piece on the board as it stands.
+inline bool Attacked(const Position& pos, int sq, Bitboard occupied) {
+    return AttackersOf(pos, sq, occupied, occupied ^ pos.own) != 0;
 }
 
 inline bool CanCastleQueenside(const Position& pos, Bitboard occupied) {
-    return (pos.castling & 1) && !(occupied & (SquareBit(B1) | SquareBit(C1) | SquareBit(D1))) &&
-           !SquareAttacked(pos, E1, occupied) && !SquareAttacked(pos, D1, occupied) &&
-           !SquareAttacked(pos, C1, occupied);
+    return (pos.castling & OWN_QUEENSIDE) && !(occupied & (SquareBit(B1) | SquareBit(C1) | SquareBit(D1))) &&
+           !Attacked(pos, E1, occupied) && !Attacked(pos, D1, occupied) && !Attacked(pos, C1, occupied);
 }
 
 inline bool CanCastleKingside(const Position& pos, Bitboard occupied) {
-    return (pos.castling & 2) && !(occupied & (SquareBit(F1) | SquareBit(G1))) &&
-           !SquareAttacked(pos, E1, occupied) && !SquareAttacked(pos, F1, occupied) &&
-           !SquareAttacked(pos, G1, occupied);
+    return (pos.castling & OWN_KINGSIDE) && !(occupied & (SquareBit(F1) | SquareBit(G1))) &&
+           !Attacked(pos, E1, occupied) && !Attacked(pos, F1, occupied) && !Attacked(pos, G1, occupied);
 }
 
 inline MoveEntry* AddCastle(MoveEntry* list, Move m) {
@@ -152,11 +138,12 @@ MoveEntry* GenerateNoisy(const Position& pos, MoveEntry* list) {
     }
     for (Bitboard b = pawns & RANK_7; b;) {
         int from = PopLsb(b);
-        for (Bitboard t = PawnAttacks[from] & opponent; t;) list = AddPromotions(list, PAWN | CAPTURE | PROMOTION, from, PopLsb(t));
+        for (Bitboard t = PawnAttacks[from] & opponent; t;)
+            list = AddPromotions(list, PROMOTION_CAPTURE, from, PopLsb(t));
     }
     for (Bitboard b = pawns & RANK_7; b;) {
         int from = PopLsb(b);
-        if (!(occupied & SquareBit(from + 8))) list = AddPromotions(list, PAWN | PROMOTION, from, from + 8);
+        if (!(occupied & SquareBit(from + 8))) list = AddPromotions(list, PROMOTION, from, from + 8);
     }
     return EnPassantCaptures(pos, list);
 }
@@ -224,10 +211,10 @@ MoveEntry* GenerateEvasions(const Position& pos, MoveEntry* list, Bitboard check
 
     for (Bitboard b = pawns & RANK_7; b;) {
         int from = PopLsb(b);
-        if (block & empty & SquareBit(from + 8)) list = AddPromotions(list, PAWN | PROMOTION, from, from + 8);
+        if (block & empty & SquareBit(from + 8)) list = AddPromotions(list, PROMOTION, from, from + 8);
     }
     for (Bitboard b = pawns & RANK_7 & PawnAttackers[checker]; b;)
-        list = AddPromotions(list, PAWN | CAPTURE | PROMOTION, PopLsb(b), checker);
+        list = AddPromotions(list, PROMOTION_CAPTURE, PopLsb(b), checker);
     return list;
 }
 

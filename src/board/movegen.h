@@ -8,8 +8,9 @@
 #include "board/types.h"
 
 // The whole move of each castling: king e1-g1 and e1-c1 in the side-to-move view.
-constexpr Move CASTLE_KINGSIDE = 0x00060416;
-constexpr Move CASTLE_QUEENSIDE = 0x00020426;
+constexpr Move CASTLE_KINGSIDE = MakeMoveCode(KINGSIDE_CASTLING, 4, 6);
+constexpr Move CASTLE_QUEENSIDE = MakeMoveCode(QUEENSIDE_CASTLING, 4, 2);
+static_assert(CASTLE_KINGSIDE == 0x00060416 && CASTLE_QUEENSIDE == 0x00020426);
 
 // Non-captures except promotions, castling included.
 MoveEntry* GenerateQuiets(const Position& pos, MoveEntry* list);

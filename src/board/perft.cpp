@@ -4,24 +4,10 @@
 #include "board/fen.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
-#include "search/search.h"
 
 namespace {
 
 constexpr int B1 = 1, C1 = 2, D1 = 3, E1 = 4, F1 = 5, G1 = 6;
-
-// Squares from which an opponent pawn, moving down the board, attacks sq.
-inline Bitboard OpponentPawnSquares(int sq) {
-    Bitboard bit = SquareBit(sq);
-    return ((bit << 7) & ~FILE_H) | ((bit << 9) & ~FILE_A);
-}
-
-inline Bitboard AttackersOf(const Position& pos, int sq, Bitboard occupied, Bitboard opponent) {
-    return ((RookAttacks(sq, occupied) & RooksQueens(pos)) | (BishopAttacks(sq, occupied) & BishopsQueens(pos)) |
-            (KnightAttacks[sq] & Knights(pos)) | (OpponentPawnSquares(sq) & Pawns(pos)) |
-            (KingAttacks[sq] & Kings(pos))) &
-           opponent;
-}
 
 // Pawn destinations count four times on the last rank, once per promotion piece.
 inline int PawnMoveCount(Bitboard targets) { return PopCount(targets) + 3 * PopCount(targets & RANK_8); }
@@ -45,7 +31,7 @@ uint64_t LeafCount(const Position& pos) {
     const Bitboard ownKings = Kings(pos) & own;
     const Bitboard pawns = Pawns(pos);
     if ((ownKings & (ownKings - 1)) || !ownKings || (pawns & (RANK_1 | RANK_8)) || pos.epFile > 8 ||
-        ((pos.castling & 3) && ownKings != SquareBit(E1)))
+        ((pos.castling & OWN_CASTLING) && ownKings != SquareBit(E1)))
         return LeafCountByGeneration(pos);
 
     const int king = Lsb(ownKings);
@@ -121,8 +107,8 @@ uint64_t LeafCount(const Position& pos) {
             Bitboard after = (occupied ^ ownKings) | SquareBit(to);
             return AttackersOf(pos, to, after, opponent) ? 0 : 1;
         };
-        if (pos.castling & 1) count += castle(SquareBit(B1) | SquareBit(C1) | SquareBit(D1), D1, C1);
-        if (pos.castling & 2) count += castle(SquareBit(F1) | SquareBit(G1), F1, G1);
+        if (pos.castling & OWN_QUEENSIDE) count += castle(SquareBit(B1) | SquareBit(C1) | SquareBit(D1), D1, C1);
+        if (pos.castling & OWN_KINGSIDE) count += castle(SquareBit(F1) | SquareBit(G1), F1, G1);
     }
 
     if (count) return count;
@@ -149,8 +135,8 @@ uint64_t PerftNode(Position* p, uint32_t depth) {
 
 }  // namespace
 
-uint64_t Perft(uint32_t depth) {
-    Position* start = mainContext.current;
-    if (depth >= uint32_t(mainContext.positionStack + STACK_SIZE - start)) return 0;
+uint64_t Perft(Board& board, uint32_t depth) {
+    Position* start = board.current;
+    if (depth >= uint32_t(board.positionStack.Records() + STACK_SIZE - start)) return 0;
     return PerftNode(start, depth);
 }

@@ -2,18 +2,6 @@
 
 #include <cstring>
 
-#include "search/search.h"
-#include "search/tt.h"
-
-void FlipPosition(Position& pos) {
-    Bitboard occupied = Occupied(pos);
-    pos.plane1 = ByteSwap(pos.plane1);
-    pos.plane2 = ByteSwap(pos.plane2);
-    pos.plane4 = ByteSwap(pos.plane4);
-    pos.own = ByteSwap(occupied ^ pos.own);
-    pos.castling = uint8_t(pos.castling << 4 | pos.castling >> 4);
-    pos.side ^= 1;
-}
 
 static uint64_t HashPieces(const Position& pos, Bitboard pieces, int colour) {
     uint64_t key = 0;
@@ -33,15 +21,14 @@ uint64_t ComputeKey(Position& pos) {
     return key ^ CastleKeys[pos.castling] ^ EpKeys[pos.epFile] ^ SideKeys[pos.side];
 }
 
-Position* NewGame() {
-    hashAge = 0;
-    std::memset(mainContext.positionStack, 0, sizeof(mainContext.positionStack));
-    Position& p = mainContext.positionStack[0];
+Position* ResetStack(PositionStack& stack) {
+    std::memset(stack.Records(), 0, STACK_SIZE * sizeof(Position));
+    Position& p = stack[0];
     p.own = 0x000000000000FFFFull;
     p.plane1 = 0x2CFF00000000FF2Cull;
     p.plane2 = 0x7600000000000076ull;
     p.plane4 = 0x9900000000000099ull;
-    p.castling = 0x33;
+    p.castling = OWN_QUEENSIDE | OWN_KINGSIDE | OPP_QUEENSIDE | OPP_KINGSIDE;
     p.epFile = 8;
     p.halfmoveClock = 0;
     p.repetitions = 0;

@@ -1,6 +1,7 @@
 // The position record, always seen from the side to move, and the Zobrist key tables.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "board/types.h"
@@ -10,7 +11,7 @@ struct Position {
     Bitboard plane1;  // bit planes of the piece codes, both colours
     Bitboard plane2;
     Bitboard plane4;
-    uint8_t castling;  // bit 0/1 own queen/king side, bit 4/5 the opponent's
+    uint8_t castling;  // the rights below
     uint8_t epFile;    // file of a pawn that just made a double step, 8 = none
     uint8_t halfmoveClock;
     uint8_t repetitions;
@@ -19,7 +20,54 @@ struct Position {
 };
 static_assert(sizeof(Position) == 48);
 
+// Castling rights, in the side-to-move view: its own in the low nibble, the opponent's in the high one.
+constexpr uint8_t OWN_QUEENSIDE = 0x01;
+constexpr uint8_t OWN_KINGSIDE = 0x02;
+constexpr uint8_t OPP_QUEENSIDE = 0x10;
+constexpr uint8_t OPP_KINGSIDE = 0x20;
+constexpr uint8_t OWN_CASTLING = OWN_QUEENSIDE | OWN_KINGSIDE;
+
 constexpr int STACK_SIZE = 800;
+
+// The records of one position stack. They begin on a multiple of ALIGNMENT inside the object and all lie
+// below the next multiple, so rounding the address of any record down gives the stack's record 0: MakeMove
+// finds how far back its repetition scan may read, wherever the stack lives. The records are aligned inside
+// the object rather than the object itself because how far a global object is aligned beyond a page is up to
+// the program loader.
+class PositionStack {
+  public:
+    static constexpr uintptr_t ALIGNMENT = 65536;
+    static_assert(STACK_SIZE * sizeof(Position) <= ALIGNMENT);
+
+    PositionStack() = default;
+    // A copy would put the records at another offset of its storage.
+    PositionStack(const PositionStack&) = delete;
+    PositionStack& operator=(const PositionStack&) = delete;
+
+    Position* Records() { return reinterpret_cast<Position*>(RoundUp(reinterpret_cast<uintptr_t>(storage))); }
+    const Position* Records() const {
+        return reinterpret_cast<const Position*>(RoundUp(reinterpret_cast<uintptr_t>(storage)));
+    }
+    Position& operator[](std::ptrdiff_t i) { return Records()[i]; }
+    const Position& operator[](std::ptrdiff_t i) const { return Records()[i]; }
+
+    // Record 0 of the stack that holds p, which must be a record of some PositionStack.
+    static const Position* Floor(const Position* p) {
+        return reinterpret_cast<const Position*>(reinterpret_cast<uintptr_t>(p) & ~(ALIGNMENT - 1));
+    }
+
+  private:
+    static constexpr uintptr_t RoundUp(uintptr_t at) { return (at + ALIGNMENT - 1) & ~(ALIGNMENT - 1); }
+
+    alignas(Position) unsigned char storage[ALIGNMENT - alignof(Position) + STACK_SIZE * sizeof(Position)];
+};
+
+// A position stack and its current record: what the board's functions need of a search context, each of
+// which begins with one. The game is the main context's.
+struct Board {
+    PositionStack positionStack;
+    Position* current;
+};
 
 namespace keys_detail {
 // Any fixed, well-mixed set of keys will do; nothing outside the process sees them.
@@ -84,6 +132,19 @@ constexpr bool EnPassantCapturable(const Position& p) {
            !(Occupied(p) & SquareBit(40 + p.epFile));
 }
 
+// Turns the record over to the other side's view: ranks mirrored, own pieces swapped, the rights' nibbles
+// swapped, the other side to move. Inline, because every move made ends with it.
+inline void FlipPosition(Position& pos) {
+    const Bitboard opponent = Opponent(pos);
+    pos.plane1 = ByteSwap(pos.plane1);
+    pos.plane2 = ByteSwap(pos.plane2);
+    pos.plane4 = ByteSwap(pos.plane4);
+    pos.own = ByteSwap(opponent);
+    pos.castling = uint8_t(pos.castling << 4 | pos.castling >> 4);
+    pos.side ^= 1;
+}
+
 uint64_t ComputeKey(Position& pos);
-void FlipPosition(Position& pos);
-Position* NewGame();
+// Zeroes every record of the stack and writes the start position with its key into record 0, which it
+// returns. A new game (NewGame) is this on the main context's stack.
+Position* ResetStack(PositionStack& stack);

@@ -5,7 +5,6 @@
 
 namespace {
 
-constexpr int PROMOTION = 17;
 constexpr int32_t KING_VALUE = 10000;
 // One entry per piece on the board plus the first move.
 constexpr int GAIN_LIST_SIZE = 33;

@@ -3,11 +3,11 @@
 
 #include <bit>
 #include <cstdint>
+#include <initializer_list>
 
 using Bitboard = uint64_t;
 
-// Low byte: move type (piece code, capture bit 8, promotion/kingside bit 16, en passant/queenside bit 32);
-// then from, to and the promotion piece code, one byte each. 0 is no move.
+// Low byte: the move's kind (MoveKind); then from, to and the promotion piece code, one byte each. 0 is no move.
 using Move = uint32_t;
 
 struct MoveEntry {
@@ -29,7 +29,61 @@ constexpr int TB_CURSED_WIN = 2;
 
 enum PieceCode : uint8_t { EMPTY = 0, PAWN = 1, KNIGHT = 2, BISHOP = 3, ROOK = 4, QUEEN = 5, KING = 6 };
 
+// The kinds of move, the low byte of a Move. The low three bits are the moving piece's code, so a plain move
+// or capture of a piece is its code plus CAPTURE or not; bit 16 marks a promotion (pawn) or kingside castling
+// (king); bit 32 en passant (pawn, with the capture bit) or queenside castling (king). The generators produce
+// no other value, and making a move of another kind leaves the position as it was.
+enum MoveKind : uint8_t {
+    PAWN_MOVE = 1,  // step or double step, not onto the last rank
+    KNIGHT_MOVE = 2,
+    BISHOP_MOVE = 3,
+    ROOK_MOVE = 4,
+    QUEEN_MOVE = 5,
+    KING_MOVE = 6,
+    CAPTURE = 8,
+    PAWN_CAPTURE = 9,  // neither promoting nor en passant
+    KNIGHT_CAPTURE = 10,
+    BISHOP_CAPTURE = 11,
+    ROOK_CAPTURE = 12,
+    QUEEN_CAPTURE = 13,
+    KING_CAPTURE = 14,
+    PROMOTION = 17,
+    KINGSIDE_CASTLING = 22,
+    PROMOTION_CAPTURE = 25,
+    QUEENSIDE_CASTLING = 38,
+    EN_PASSANT = 41,
+};
+
+namespace move_kind_detail {
+constexpr uint64_t KindSet(std::initializer_list<int> kinds) {
+    uint64_t set = 0;
+    for (int k : kinds) set |= uint64_t(1) << k;
+    return set;
+}
+constexpr bool InSet(int kind, uint64_t set) { return kind < 64 && (set >> kind) & 1; }
+
+inline constexpr uint64_t ALL = KindSet({PAWN_MOVE, KNIGHT_MOVE, BISHOP_MOVE, ROOK_MOVE, QUEEN_MOVE, KING_MOVE,
+                                         PAWN_CAPTURE, KNIGHT_CAPTURE, BISHOP_CAPTURE, ROOK_CAPTURE, QUEEN_CAPTURE,
+                                         KING_CAPTURE, PROMOTION, PROMOTION_CAPTURE, KINGSIDE_CASTLING,
+                                         QUEENSIDE_CASTLING, EN_PASSANT});
+inline constexpr uint64_t QUIET = KindSet({PAWN_MOVE, KNIGHT_MOVE, BISHOP_MOVE, ROOK_MOVE, QUEEN_MOVE, KING_MOVE,
+                                           KINGSIDE_CASTLING, QUEENSIDE_CASTLING});
+inline constexpr uint64_t REVERSIBLE = QUIET & ~KindSet({PAWN_MOVE});
+inline constexpr uint64_t KING_GOES = KindSet({KING_MOVE, KING_CAPTURE, KINGSIDE_CASTLING, QUEENSIDE_CASTLING});
+}  // namespace move_kind_detail
+
 constexpr int MoveType(Move m) { return m & 0xFF; }
+// One of the kinds above.
+constexpr bool IsMoveKind(int kind) { return move_kind_detail::InSet(kind, move_kind_detail::ALL); }
+// Takes nothing and promotes nothing: a plain piece move or castling.
+constexpr bool IsQuietMove(Move m) { return move_kind_detail::InSet(MoveType(m), move_kind_detail::QUIET); }
+// Neither a capture nor a pawn move, so the position before it can come back.
+constexpr bool IsReversible(int kind) { return move_kind_detail::InSet(kind, move_kind_detail::REVERSIBLE); }
+// The king ends on the destination square: king moves and captures, and castling.
+constexpr bool MovesKing(int kind) { return move_kind_detail::InSet(kind, move_kind_detail::KING_GOES); }
+// Takes the piece on the destination square; en passant, which takes the pawn beside it, does not.
+constexpr bool CapturesOnDestination(int kind) { return (kind & CAPTURE) && kind != EN_PASSANT; }
+
 constexpr int MoveFrom(Move m) { return (m >> 8) & 0xFF; }
 constexpr int MoveTo(Move m) { return (m >> 16) & 0xFF; }
 constexpr int MovePromotion(Move m) { return (m >> 24) & 0xFF; }

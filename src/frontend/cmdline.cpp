@@ -63,7 +63,7 @@ int PerftCommand(int argc, char** argv) {
         printf("Error: invalid FEN: %s\n", fen.c_str());
         return 1;
     }
-    printf("%llu\n", static_cast<unsigned long long>(Perft(uint32_t(depth))));
+    printf("%llu\n", static_cast<unsigned long long>(Perft(mainContext, uint32_t(depth))));
     fflush(stdout);
     return 0;
 }

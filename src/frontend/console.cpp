@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 #include "board/fen.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
+#include "board/perft.h"
 #include "board/position.h"
 #include "board/see.h"
 #include "book/book.h"
@@ -211,7 +213,7 @@ void Go(const char*, const char*) {
 
 void Undo(const char*, const char*) {
     // Nothing lies below the first record of the game stack.
-    if (mainContext.current != mainContext.positionStack) --mainContext.current;
+    if (mainContext.current != mainContext.positionStack.Records()) --mainContext.current;
 }
 
 void Memory(const char* line, const char*) {

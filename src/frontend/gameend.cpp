@@ -15,7 +15,7 @@ bool HasLegalMove(SearchThread& context) {
     for (MoveEntry* entry = list; entry < end; ++entry) {
         if (!IsLegal(*pos, entry->move)) continue;
         // The move is played into the scratch record above the game position, which stays current.
-        if (pos + 1 < context.positionStack + STACK_SIZE) MakeMove(pos, entry->move);
+        if (pos + 1 < context.positionStack.Records() + STACK_SIZE) MakeMove(pos, entry->move);
         return true;
     }
     return false;

@@ -226,7 +226,7 @@ void RunBenchmark() {
         std::fflush(stdout);
         mainContext.current = NewGame();
         ParseFen(mainContext, r.fen, nullptr);
-        uint64_t n = Perft(r.depth);
+        uint64_t n = Perft(mainContext, r.depth);
         total += n;
         std::printf("Expected value:         %" PRIu64 "\n", r.expected);
         std::printf("Calculated value:       %" PRIu64 "\n\n", n);

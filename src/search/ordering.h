@@ -6,12 +6,6 @@
 #include "board/types.h"
 #include "search/search.h"
 
-// Quiet for the killer and history tables: a plain piece move without capture or promotion, or castling.
-constexpr bool IsQuietMove(Move m) {
-    int type = MoveType(m);
-    return (type >= 1 && type <= 6) || type == 22 || type == 38;
-}
-
 inline uint16_t HistoryOf(const SearchThread& thread, Move m) {
     return thread.history[thread.current->side & 1][MoveFrom(m)][MoveTo(m)];
 }

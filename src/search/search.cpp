@@ -13,13 +13,17 @@
 
 SearchThread mainContext;
 
+Position* NewGame() {
+    hashAge = 0;
+    return ResetStack(mainContext.positionStack);
+}
+
 uint32_t ProtocolMode = MODE_CONSOLE;
 Relaxed<uint32_t> searchStop;
 Relaxed<uint32_t> iterationAbort;
 Relaxed<uint32_t> pondering;
 Relaxed<uint32_t> infiniteSearch;
 Relaxed<uint32_t> ponderEnabled;
-NodeCounter nodeCount;
 
 namespace {
 

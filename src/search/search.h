@@ -5,14 +5,14 @@
 #include <cstring>
 #include <thread>
 
+#include "board/makemove.h"
 #include "board/position.h"
 #include "board/types.h"
 
 struct PawnHashTable;
 
-struct SearchThread {
-    Position positionStack[STACK_SIZE];
-    Position* current;
+// The position stack and its current record come first, from Board.
+struct SearchThread : Board {
     Move killers[64][2];
     uint16_t history[2][64][64];
     uint8_t threadId;  // 0 in the main context, 1..N in the thread contexts
@@ -49,6 +49,10 @@ enum : uint32_t { MODE_CONSOLE = 0, MODE_UCI = 2 };
 // search is untimed.
 extern uint32_t ProtocolMode;
 
+// Starts a new game: the search count (hashAge) back to 0 and the main context's stack holding only the
+// start position, whose record it returns; the caller stores it in current.
+Position* NewGame();
+
 // Shared between threads; each is written by one party and polled by the others.
 extern Relaxed<uint32_t> searchStop;
 extern Relaxed<uint32_t> iterationAbort;
@@ -59,37 +63,6 @@ extern Relaxed<uint32_t> pondering;
 extern Relaxed<uint32_t> infiniteSearch;
 // The GUI accepts a ponder move (set by "isready"; cleared when the opponent is short of time).
 extern Relaxed<uint32_t> ponderEnabled;
-// Moves made by all threads. Each thread adds to a counter on its own cache line, so that counting does
-// not make the threads fight over one line; reading sums them. Assigning a value restarts the count.
-class NodeCounter {
-  public:
-    static constexpr int SLOTS = 32;
-    NodeCounter& operator+=(uint64_t n) {
-        slots[slot].count += n;
-        return *this;
-    }
-    NodeCounter& operator=(uint64_t n) {
-        for (Slot& s : slots) s.count = 0;
-        slots[0].count = n;
-        return *this;
-    }
-    operator uint64_t() const {
-        uint64_t sum = 0;
-        for (const Slot& s : slots) sum += s.count;
-        return sum;
-    }
-    // The calling thread counts into slot id (a search thread's threadId, 0 for every other thread).
-    static void UseSlot(int id) { slot = id & (SLOTS - 1); }
-
-  private:
-    struct alignas(64) Slot {
-        Relaxed<uint64_t> count;
-    };
-    Slot slots[SLOTS];
-    static inline thread_local int slot = 0;
-};
-
-extern NodeCounter nodeCount;
 
 // Principal-variation search of the thread's current position below the root. Scores are from the side to
 // move's view; mated at ply p scores p - MATE. tbLimit is the largest piece count probed in the tablebases.

@@ -24,10 +24,10 @@ namespace {
 uint64_t threadResults[MAX_THREADS];
 
 void PrepareContext(SearchThread& t, const SearchThread& main, int id) {
-    std::memcpy(t.positionStack, main.positionStack, sizeof t.positionStack);
+    std::memcpy(t.positionStack.Records(), main.positionStack.Records(), STACK_SIZE * sizeof(Position));
     std::memcpy(t.rootMoves, main.rootMoves, sizeof t.rootMoves);
     t.threadId = uint8_t(id);
-    t.current = t.positionStack + (main.current - main.positionStack);
+    t.current = t.positionStack.Records() + (main.current - main.positionStack.Records());
     t.rootMovesEnd = t.rootMoves + (main.rootMovesEnd - main.rootMoves);
     t.threadResult = nullptr;
     t.rootDepth = uint8_t(main.rootDepth + DEPTH_OFFSETS[id - 1]);

@@ -5,7 +5,6 @@
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "search/ordering.h"
-#include "search/search.h"
 #include "tablebases/tbdecode.h"
 #include "tablebases/tbregistry.h"
 
@@ -114,13 +113,6 @@ namespace {
 
 constexpr int wdlToDtz[5] = {-1, -101, 0, 101, 1};
 
-constexpr int EN_PASSANT = 41;
-
-bool IsCapture(Move m) {
-    int type = MoveType(m);
-    return (type >= 9 && type <= 14) || type == 25;
-}
-
 bool HasLegalMove(const Position& pos) {
     MoveEntry list[MOVELIST_SIZE];
     MoveEntry* end = GenerateAll(pos, list);
@@ -160,7 +152,7 @@ int DtzBeforeEnPassant(Position* pos, int& success) {
         MoveEntry* end = GenerateAll(*pos, list);
         for (MoveEntry* m = end - 1; m >= list; --m) {
             int type = MoveType(m->move);
-            if ((type != 1 && type != 17) || !IsLegal(*pos, m->move)) continue;
+            if ((type != PAWN_MOVE && type != PROMOTION) || !IsLegal(*pos, m->move)) continue;
             int w = ProbeAlphaBeta(MakeMove(pos, m->move), -2, 1 - wdl, success);
             if (success == 0) return 0;
             if (-w == wdl) return wdl == 2 ? 1 : 101;
@@ -178,7 +170,7 @@ int DtzBeforeEnPassant(Position* pos, int& success) {
         int best = 65535;
         MoveEntry* end = GenerateQuiets(*pos, list);
         for (MoveEntry* m = end - 1; m >= list; --m) {
-            if (MoveType(m->move) == 1 || !IsLegal(*pos, m->move)) continue;
+            if (MoveType(m->move) == PAWN_MOVE || !IsLegal(*pos, m->move)) continue;
             int v = ProbeDtz(MakeMove(pos, m->move), success);
             if (success == 0) return 0;
             if (-v > 0 && 1 - v < best) best = 1 - v;
@@ -188,7 +180,7 @@ int DtzBeforeEnPassant(Position* pos, int& success) {
     int best = -1;
     MoveEntry* end = GenerateAll(*pos, list);
     for (MoveEntry* m = end - 1; m >= list; --m) {
-        if (IsCapture(m->move) || !IsLegal(*pos, m->move)) continue;
+        if (CapturesOnDestination(MoveType(m->move)) || !IsLegal(*pos, m->move)) continue;
         Position* child = MakeMove(pos, m->move);
         int v;
         if (child->halfmoveClock == 0) {
@@ -306,8 +298,7 @@ int RootProbe(Position* pos, MoveEntry* firstMove, int16_t& score, MoveEntry*& l
         for (MoveEntry* m = firstMove; m < lastMove; ++m)
             if (m->score > 0 && m->score < best) best = m->score;
         // A root that repeats an earlier position needs the fastest win to make progress.
-        const Position* stackStart = mainContext.positionStack;
-        if (pos < stackStart || pos >= stackStart + STACK_SIZE) stackStart = pos;
+        const Position* stackStart = PositionStack::Floor(pos);
         bool repeated = false;
         for (int back = 0; back <= c && pos - back >= stackStart; back += 2)
             if (pos[-back].repetitions & 1) {

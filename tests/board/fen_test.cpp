@@ -147,5 +147,5 @@ TEST(Fen, EnPassantSquareWithoutADoubleStepIsKeptButNeverCaptured) {
     MoveEntry list[MOVELIST_SIZE];
     for (MoveEntry* e = list, *end = GenerateAll(*pos, list); e != end; ++e) EXPECT_NE(MoveType(e->move), 41);
     mainContext.current = pos;
-    EXPECT_EQ(Perft(1), 5u + 1u);  // king steps and e5-e6 only, through the fast last-ply count too
+    EXPECT_EQ(Perft(mainContext, 1), 5u + 1u);  // king steps and e5-e6 only, through the fast last-ply count too
 }

@@ -1,12 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "board/board_helpers.h"
 #include "board/movegen_cases.h"
 #include "board/fen.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "search/search.h"
-#include "search/threads.h"
 #include "testdata.h"
 
 namespace {
@@ -103,7 +104,8 @@ TEST(MakeMove, RepetitionScanStaysInTheReversibleStretch) {
     // Nor is anything below record 0 read when the FEN's clock reaches further back.
     Position* pos = Play("4k3/8/8/8/8/8/8/R3K3 w - - 90 60", {"a1a2", "e8d8", "a2a1", "d8e8"});
     EXPECT_EQ(pos->repetitions, 1);
-    pos = threadContexts[0].positionStack;  // the same on a thread context's stack
+    auto stack = std::make_unique<PositionStack>();  // the same on a stack of its own, made on the heap
+    pos = stack->Records();
     *pos = mainContext.positionStack[0];
     for (const char* text : {"a1a2", "e8d8", "a2a1", "d8e8"}) pos = MakeMove(pos, TextToMove(*pos, text));
     EXPECT_EQ(pos->repetitions, 1);
@@ -137,7 +139,7 @@ TEST(MakeMove, ChecksPinsAndUserMoves) {
     const char* cycle[4] = {"a1a2", "a8b8", "a2a1", "b8a8"};
     for (int made = 0; made < 1000; ++made)
         ASSERT_EQ(1, MakeUserMove(mainContext, TextToMove(*mainContext.current, cycle[made % 4]))) << made;
-    EXPECT_LT(mainContext.current - mainContext.positionStack, GAME_STACK_LIMIT);
+    EXPECT_LT(mainContext.current - mainContext.positionStack.Records(), GAME_STACK_LIMIT);
     EXPECT_EQ(mainContext.current->key, key);
     EXPECT_EQ(mainContext.current->repetitions, (1000 - 768) / 4);
 }

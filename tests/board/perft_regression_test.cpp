@@ -47,7 +47,7 @@ constexpr PerftCase CASES[] = {
 TEST(PerftRegression, TrickyPositions) {
     for (const PerftCase& c : CASES) {
         Position* start = LoadGame(c.fen);
-        EXPECT_EQ(Perft(c.depth), c.count) << c.fen << " depth " << c.depth;
+        EXPECT_EQ(Perft(mainContext, c.depth), c.count) << c.fen << " depth " << c.depth;
         EXPECT_EQ(mainContext.current, start) << c.fen;
     }
 }
@@ -68,9 +68,9 @@ TEST(PerftRegression, ImpossibleRightsChangeNothing) {
     };
     for (const auto& p : pairs) {
         LoadGame(p.without);
-        const uint64_t want = Perft(4);
+        const uint64_t want = Perft(mainContext, 4);
         LoadGame(p.withRights);
-        EXPECT_EQ(Perft(4), want) << p.withRights;
+        EXPECT_EQ(Perft(mainContext, 4), want) << p.withRights;
     }
 }
 

@@ -27,9 +27,9 @@ TEST(Perft, ReferenceCounts) {
     for (const MovegenRecord& c : ReadMovegenRecords(file)) {
         Position& pos = LoadFen(c.fen);
         Position* start = mainContext.current;
-        EXPECT_EQ(Perft(1), c.legalCount ? uint64_t(c.legalCount) : Checkers(pos) ? 0 : 1) << c.fen;
-        EXPECT_EQ(Perft(2), c.perft2) << c.fen;
-        EXPECT_EQ(Perft(3), c.perft3) << c.fen;
+        EXPECT_EQ(Perft(mainContext, 1), c.legalCount ? uint64_t(c.legalCount) : Checkers(pos) ? 0 : 1) << c.fen;
+        EXPECT_EQ(Perft(mainContext, 2), c.perft2) << c.fen;
+        EXPECT_EQ(Perft(mainContext, 3), c.perft3) << c.fen;
         EXPECT_EQ(mainContext.current, start);
         stalemateCases += c.perft3 != c.standard3;
     }
@@ -45,7 +45,7 @@ TEST(Perft, LastPlyCountMatchesGeneration) {
         LoadFen(c.fen);
         for (int ply = 0; ply < 24; ++ply) {
             const Position& pos = *mainContext.current;
-            ASSERT_EQ(Perft(1), DefinedLeafCount(pos)) << c.fen << " after " << ply << " plies";
+            ASSERT_EQ(Perft(mainContext, 1), DefinedLeafCount(pos)) << c.fen << " after " << ply << " plies";
             ++positions;
             MoveEntry list[MOVELIST_SIZE];
             MoveEntry* end = GenerateLegal(pos, list);
@@ -59,27 +59,27 @@ TEST(Perft, LastPlyCountMatchesGeneration) {
     for (const char* fen : {"4k3/8/8/8/8/8/8/R2K3R w KQ - 0 1", "4k3/8/8/8/8/8/8/RK5R w KQ - 0 1",
                             "4k3/8/8/8/8/8/8/R3K2R w KQ - 0 1", "r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1"}) {
         LoadFen(fen);
-        EXPECT_EQ(Perft(1), DefinedLeafCount(*mainContext.current)) << fen;
+        EXPECT_EQ(Perft(mainContext, 1), DefinedLeafCount(*mainContext.current)) << fen;
     }
 }
 
 TEST(Perft, EdgeCases) {
     LoadFen("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
-    EXPECT_EQ(Perft(0), 1u);
-    EXPECT_EQ(Perft(STACK_SIZE), 0u);  // would run past the end of the stack
+    EXPECT_EQ(Perft(mainContext, 0), 1u);
+    EXPECT_EQ(Perft(mainContext, STACK_SIZE), 0u);  // would run past the end of the stack
 
     // Checkmated: one leaf at depth 0, none deeper.
     LoadFen("rnb1kbnr/pppp1ppp/8/4p3/6Pq/5P2/PPPPP2P/RNBQKBNR w KQkq - 1 3");
-    EXPECT_EQ(Perft(0), 1u);
-    EXPECT_EQ(Perft(2), 0u);
+    EXPECT_EQ(Perft(mainContext, 0), 1u);
+    EXPECT_EQ(Perft(mainContext, 2), 0u);
 
     // Stalemated: one leaf at any depth.
     LoadFen("KB3r2/7r/8/8/8/8/6k1/8 w - - 1 15");
-    EXPECT_EQ(Perft(4), 1u);
+    EXPECT_EQ(Perft(mainContext, 4), 1u);
 
     // The only legal move, Kxf2, stalemates Black: the stalemate before the last ply counts 1.
     LoadFen("8/3P4/8/8/8/8/5q1p/5K1k w - - 0 1");
-    EXPECT_EQ(Perft(3), 1u);
+    EXPECT_EQ(Perft(mainContext, 3), 1u);
 }
 
 TEST(Perft, BenchmarkPositionsAtReducedDepth) {
@@ -96,7 +96,7 @@ TEST(Perft, BenchmarkPositionsAtReducedDepth) {
     };
     for (const Case& c : cases) {
         LoadFen(c.fen);
-        EXPECT_EQ(Perft(c.depth), c.count) << c.fen;
+        EXPECT_EQ(Perft(mainContext, c.depth), c.count) << c.fen;
     }
 }
 

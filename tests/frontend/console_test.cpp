@@ -32,7 +32,7 @@ ConsoleRun Console(const std::string& lines, const std::string& name) {
 }
 
 // The drawing PrintBoard makes of a FEN, produced in this process.
-std::string Board(const char* fen, int parsed = 1) {
+std::string DrawnBoard(const char* fen, int parsed = 1) {
     mainContext.current = NewGame();
     EXPECT_EQ(ParseFen(mainContext, fen, nullptr), parsed) << fen;
     testing::internal::CaptureStdout();
@@ -114,14 +114,14 @@ TEST(ConsoleTranscript, TestPositionsSetTheBoard) {
 }
 
 TEST(ConsoleTranscript, BoardTurnInvertNewAndUndo) {
-    const std::string start = Board(START);
+    const std::string start = DrawnBoard(START);
     ConsoleRun run = Console(
         "b\nturn\ninv\nturn\ngetboard\nnew\nundo\ngetboard\n"
         "e2e4\ngetboard\ne7e5x\nundo\nundo\ngetboard\ne2e5\nb1c3\ngetboardxyz\nq\n",
         "board");
-    const std::string afterE4 = Board("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1");
-    const std::string afterE5 = Board("rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2");
-    const std::string afterNc3 = Board("rnbqkbnr/pppppppp/8/8/8/2N5/PPPPPPPP/R1BQKBNR b KQkq - 1 1");
+    const std::string afterE4 = DrawnBoard("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1");
+    const std::string afterE5 = DrawnBoard("rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2");
+    const std::string afterNc3 = DrawnBoard("rnbqkbnr/pppppppp/8/8/8/2N5/PPPPPPPP/R1BQKBNR b KQkq - 1 1");
     EXPECT_EQ(run.out, PROMPT + start + PROMPT + "Turn: WHITE\n" + PROMPT + PROMPT + "Turn: BLACK\n" + PROMPT +
                            "FEN: rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - \n" + PROMPT + PROMPT +
                            PROMPT + START_FEN + PROMPT + afterE4 + PROMPT +
@@ -134,8 +134,8 @@ TEST(ConsoleTranscript, BoardTurnInvertNewAndUndo) {
 TEST(ConsoleTranscript, SetBoardAndGameEnd) {
     const char* mateIn1 = "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1";
     ConsoleRun run = Console(std::string("setboard ") + mateIn1 + "\na1a8\nsetboard\ngetboard\nq\n", "setboard");
-    EXPECT_EQ(run.out, PROMPT + Board(mateIn1) + PROMPT + Board("R5k1/5ppp/8/8/8/8/8/6K1 b - - 1 1") +
-                           "1-0 {White mates}\n" + PROMPT + Board(START) + PROMPT + START_FEN + PROMPT);
+    EXPECT_EQ(run.out, PROMPT + DrawnBoard(mateIn1) + PROMPT + DrawnBoard("R5k1/5ppp/8/8/8/8/8/6K1 b - - 1 1") +
+                           "1-0 {White mates}\n" + PROMPT + DrawnBoard(START) + PROMPT + START_FEN + PROMPT);
 }
 
 TEST(ConsoleTranscript, GamesLongerThanTheStackGoOn) {
@@ -155,7 +155,7 @@ TEST(ConsoleTranscript, RejectedFenLeavesAPositionToPlayFrom) {
     // The castling field fails after "K": the right is dropped (a bishop stands on h1), the key is
     // recomputed, and the board drawn is the one read.
     const char* badCastling = "4k3/8/8/8/8/8/8/4K2B w KX - 0 1";
-    const std::string drawn = Board(badCastling, 0);
+    const std::string drawn = DrawnBoard(badCastling, 0);
     ConsoleRun run = Console(std::string("setboard ") + badCastling + "\ngetboard\ne1g1\nkey\n" +
                                  "setboard 4k3/8/8/8/8/8/8/4X3 w - - 0 1\ngetboard\nsd 2\ngo\ngetboard\nq\n",
                              "rejected");
@@ -168,7 +168,7 @@ TEST(ConsoleTranscript, RejectedFenLeavesAPositionToPlayFrom) {
 
     // A board without a white king is drawn as read, but play goes on from the start position.
     std::string rest = run.out.substr(head.size() + keys.size());
-    const std::string kingless = PROMPT + Board("4k3/8/8/8/8/8/8/4X3 w - - 0 1", 0) + PROMPT + START_FEN + PROMPT;
+    const std::string kingless = PROMPT + DrawnBoard("4k3/8/8/8/8/8/8/4X3 w - - 0 1", 0) + PROMPT + START_FEN + PROMPT;
     ASSERT_EQ(rest.substr(0, kingless.size()), kingless) << rest;
     const auto best = rest.find("Bestmove: ");
     ASSERT_NE(best, std::string::npos) << rest;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "board/fen.h"
 #include "eval/evaluate.h"
 #include "frontend/config.h"
@@ -18,8 +20,10 @@ const char* const BACK_RANK = "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1";
 
 class SearchTest : public testing::Test {
 protected:
-    // A context of the engine's own: the repetition scan knows where their stacks begin.
-    static SearchThread& Thread() { return threadContexts[MAX_THREADS - 1]; }
+    static SearchThread& Thread() {
+        static const auto thread = std::make_unique<SearchThread>();
+        return *thread;
+    }
     void SetUp() override {
         testing::internal::CaptureStdout();
         AllocateHashTable(HashEntriesForMB(16), 16);
