@@ -7,7 +7,6 @@
 #include "board/movegen.h"
 #include "search/search.h"
 #include "search/threads.h"
-#include "search/tt.h"
 
 namespace {
 
@@ -231,8 +230,6 @@ Position* MakeMove(Position* p, Move m) {
 
     Flip(n);
     n->key = key ^ CastleKeys[n->castling];
-    // The search probes the table for this position next; the memory access overlaps with the work until then.
-    PrefetchHash(n->key);
 
     if ((type >= 2 && type <= 6) || type == KINGSIDE_CASTLING || type == QUEENSIDE_CASTLING) ScanRepetitions(n);
     return n;
@@ -247,7 +244,6 @@ Position* MakeNullMove(Position* p) {
     n->halfmoveClock = 0;
     n->repetitions = 0;
     n->key = p->key ^ EpKeys[p->epFile] ^ SIDE_KEY ^ CastleKeys[p->castling] ^ CastleKeys[n->castling];
-    PrefetchHash(n->key);
     return n;
 }
 

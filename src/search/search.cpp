@@ -152,6 +152,7 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
             HasPieces(*pos)) {
             PvLine scratch{};
             thread.current = MakeNullMove(pos);
+            PrefetchHash(thread.current->key);
             const int v = -AlphaBeta(thread, int16_t(d - 4), uint8_t(ply + 1), int16_t(-beta), int16_t(-beta + 1),
                                      tbLimit, scratch);
             thread.current = pos;
@@ -168,7 +169,9 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
         }
     }
 
-    // 15. Moves: hash move, captures, quiet moves
+    // 15. Moves: hash move, captures, quiet moves. After each move the child's bucket is asked for at once,
+    // so that it arrives while the child does its first steps; only the children searched here probe the
+    // table, quiescence nodes never do.
     int b = alpha;
     Move best = 0;
     bool raised = false;
@@ -177,6 +180,7 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
     if (hashMove && IsLegal(*pos, hashMove)) {
         ++searched;
         thread.current = MakeMove(pos, hashMove);
+        PrefetchHash(thread.current->key);
         const int v = -AlphaBeta(thread, int16_t(d - 1), uint8_t(ply + 1), int16_t(-beta), int16_t(-b), tbLimit, line);
         thread.current = pos;
         if (v >= beta) {
@@ -203,6 +207,7 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
         if (m == hashMove || !IsLegal(*pos, m)) continue;
         ++searched;
         thread.current = MakeMove(pos, m);
+        PrefetchHash(thread.current->key);
         int v;
         if (raised) {
             v = -AlphaBeta(thread, int16_t(d - 1), uint8_t(ply + 1), int16_t(-b - 1), int16_t(-b), tbLimit, line);
@@ -239,6 +244,7 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
             thread.current = pos;
             continue;
         }
+        PrefetchHash(thread.current->key);
         // Late-move reduction
         int reduction = 0;
         if (!givesCheck && !inCheck && reductionsAllowed && d >= 2 && quietCount >= 4) {
