@@ -33,10 +33,10 @@ int SearchMove(SearchThread& thread, Move m, int16_t qdepth, uint8_t ply, int be
     return score;
 }
 
-}  // namespace
-
-int16_t Quiesce(SearchThread& thread, int16_t qdepth, uint8_t ply, int16_t alpha16, int16_t beta16,
-                uint8_t tbLimit) {
+// The node's search; the evaluation is made here unless the caller has it (KNOWN).
+template <bool KNOWN>
+int16_t QuiesceNode(SearchThread& thread, int16_t evaluation, int16_t qdepth, uint8_t ply, int16_t alpha16,
+                    int16_t beta16, uint8_t tbLimit) {
     int alpha = alpha16, beta = beta16;
     // Mate-distance pruning
     alpha = std::max(alpha, ply - MATE);
@@ -45,7 +45,7 @@ int16_t Quiesce(SearchThread& thread, int16_t qdepth, uint8_t ply, int16_t alpha
 
     Position* pos = thread.current;
     const Bitboard checkers = Checkers(*pos);
-    const int e = Evaluate(thread);
+    const int e = KNOWN ? evaluation : Evaluate(thread);
     if (!checkers && e >= beta) return int16_t(e);
     // The evaluation is a floor even in check; it only cuts when not in check.
     int b = std::max(alpha, e);
@@ -85,4 +85,15 @@ int16_t Quiesce(SearchThread& thread, int16_t qdepth, uint8_t ply, int16_t alpha
         if (b >= beta) return int16_t(b);
     }
     return int16_t(b);
+}
+
+}  // namespace
+
+int16_t Quiesce(SearchThread& thread, int16_t qdepth, uint8_t ply, int16_t alpha, int16_t beta, uint8_t tbLimit) {
+    return QuiesceNode<false>(thread, 0, qdepth, ply, alpha, beta, tbLimit);
+}
+
+int16_t QuiesceEvaluated(SearchThread& thread, int16_t evaluation, int16_t qdepth, uint8_t ply, int16_t alpha,
+                         int16_t beta, uint8_t tbLimit) {
+    return QuiesceNode<true>(thread, evaluation, qdepth, ply, alpha, beta, tbLimit);
 }

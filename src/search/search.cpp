@@ -91,6 +91,13 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
     if (beta > MATE - ply) beta = MATE - ply;
     if (alpha >= beta) return int16_t(alpha);
 
+    // The evaluation that the node needs unless the probe ends it (the quiescence search at a leaf, the
+    // futility tests above it) is made first, while the bucket that MakeMove's caller asked for arrives.
+    const bool futilityWindow = std::abs(beta) < MATE_WINDOW && std::abs(alpha) < MATE_WINDOW && !inCheck;
+    int evaluation = 0;
+    bool evaluated = false;
+    if (d <= 0 || (d <= 3 && futilityWindow)) evaluation = Evaluate(thread), evaluated = true;
+
     // 8-9. Transposition table; a miss leaves data 0: no bound, no move
     uint64_t data = 0;
     const int16_t hashScore = ProbeHash(*pos, data, uint8_t(d), ply, int16_t(alpha), int16_t(beta));
@@ -114,19 +121,18 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
             return int16_t(alpha);
         }
         if (iterationAbort) return int16_t(alpha);
-        return Quiesce(thread, 0, uint8_t(ply + 1), int16_t(alpha), int16_t(beta), tbLimit);
+        return QuiesceEvaluated(thread, int16_t(evaluation), 0, uint8_t(ply + 1), int16_t(alpha), int16_t(beta),
+                                tbLimit);
     }
 
     bool futility = false;
     if (d <= 3) {
         // 12. Static futility, then razoring at non-PV nodes
-        int evaluation = 0;
-        bool evaluated = false;
         auto staticEval = [&] {
             if (!evaluated) evaluation = Evaluate(thread), evaluated = true;
             return evaluation;
         };
-        if (std::abs(beta) < MATE_WINDOW && std::abs(alpha) < MATE_WINDOW && !inCheck) {
+        if (futilityWindow) {
             const int e = staticEval() - FUTILITY_MARGIN * d;
             if (e >= beta) return int16_t(e);
         }
@@ -140,7 +146,8 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
                 } else if (iterationAbort) {
                     q = r - 1;
                 } else {
-                    q = Quiesce(thread, 0, uint8_t(ply + 1), int16_t(r - 1), int16_t(r), tbLimit);
+                    q = QuiesceEvaluated(thread, int16_t(staticEval()), 0, uint8_t(ply + 1), int16_t(r - 1),
+                                         int16_t(r), tbLimit);
                 }
                 if (q < r) return int16_t(q);
                 futility = true;
