@@ -116,17 +116,24 @@ PawnStructure CachedPawnStructure(SearchThread& thread) {
     PawnHashTable* table = thread.pawnHash;
     const Position& pos = *thread.current;
     if (!table) return EvaluatePawnStructure(pos);
+    const Bitboard pawns = Pawns(pos);
+    const PawnPlacement placement{pawns & pos.own, pawns & ~pos.own};
+    const uint64_t mix = (placement.own * 0x9E3779B97F4A7C15ull) ^ (placement.enemy * 0xD6E8FEB86659FD93ull);
+    PawnHashTable::Recent& recent = table->recent[pos.side & 1][mix >> (64 - PawnHashTable::RECENT_BITS)];
+    if (recent.placement == placement) return recent.structure;
+    recent.placement = placement;
+
     const uint64_t key = PawnKey(pos);
     PawnHashEntry& slot = table->entries[key & (table->entryCount - 1)];
-    const Bitboard pawns = Pawns(pos);
     if (slot.epoch == table->epoch) {
-        if (slot.key == key && slot.pawns == pawns) return {slot.score, slot.passed, slot.healthyCount};
+        if (slot.key == key && slot.pawns == pawns)
+            return recent.structure = {slot.score, slot.passed, slot.healthyCount};
     } else if (key == 0 && pawns == 0) {
-        return {0, 0, 0};  // what the zeroed slot of a cleared table holds
+        return recent.structure = {0, 0, 0};  // what the zeroed slot of a cleared table holds
     }
     const PawnStructure result = EvaluatePawnStructure(pos);
     slot = {key, pawns, result.passed, result.healthyCount, result.score, table->epoch};
-    return result;
+    return recent.structure = result;
 }
 
 void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool announce, int threadNumber) {
@@ -137,7 +144,7 @@ void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool anno
     PawnHashEntry* slots = nullptr;
     if (entries <= SIZE_MAX / sizeof(PawnHashEntry))
         slots = static_cast<PawnHashEntry*>(calloc(size_t(entries), sizeof(PawnHashEntry)));
-    PawnHashTable* table = slots ? new (std::nothrow) PawnHashTable{slots, entries, 0} : nullptr;
+    PawnHashTable* table = slots ? new (std::nothrow) PawnHashTable{slots, entries, 0, {}} : nullptr;
     if (!table) {
         free(slots);
         printf("HashPawn Table Memory Allocation Failed!\n");
@@ -154,6 +161,8 @@ void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool anno
 void ClearPawnHash(SearchThread& thread, uint64_t entries) {
     PawnHashTable* table = thread.pawnHash;
     if (!table) return;
+    for (auto& colour : table->recent)
+        for (PawnHashTable::Recent& recent : colour) recent = {};
     if (entries < table->entryCount) {
         memset(static_cast<void*>(table->entries), 0, size_t(entries) * sizeof(PawnHashEntry));
         return;
