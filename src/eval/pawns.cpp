@@ -82,14 +82,22 @@ PawnStructure ComputePawnStructure(const Position& pos, int16_t* traceRow) {
 template PawnStructure ComputePawnStructure<false>(const Position&, int16_t*);
 template PawnStructure ComputePawnStructure<true>(const Position&, int16_t*);
 
+namespace {
+
+uint64_t PlacementKey(PawnPlacement placement, uint32_t colour) {
+    const int side = int(colour & 1);
+    uint64_t key = SideKeys[side];
+    for (Bitboard b = placement.own; b;) key ^= PieceKeys[side * 8 + PAWN][PopLsb(b)];
+    // The opponent's pawns are hashed in the opponent's own view, as the position key does.
+    for (Bitboard b = placement.enemy; b;) key ^= PieceKeys[(side ^ 1) * 8 + PAWN][PopLsb(b) ^ 56];
+    return key;
+}
+
+}  // namespace
+
 uint64_t PawnKey(const Position& pos) {
     const Bitboard pawns = Pawns(pos);
-    const int side = int(pos.side & 1);
-    uint64_t key = SideKeys[side];
-    for (Bitboard b = pawns & pos.own; b;) key ^= PieceKeys[side * 8 + PAWN][PopLsb(b)];
-    // The opponent's pawns are hashed in the opponent's own view, as the position key does.
-    for (Bitboard b = pawns & ~pos.own; b;) key ^= PieceKeys[(side ^ 1) * 8 + PAWN][PopLsb(b) ^ 56];
-    return key;
+    return PlacementKey({pawns & pos.own, pawns & ~pos.own}, pos.side);
 }
 
 int ProbePawnHash(SearchThread& thread, PawnHashEntry& entry) {
@@ -111,29 +119,41 @@ void StorePawnHash(SearchThread& thread, int16_t score, Bitboard passed, uint8_t
     table->entries[key & (table->entryCount - 1)] = {key, Pawns(pos), passed, healthyCount, score, table->epoch};
 }
 
-PawnStructure CachedPawnStructure(SearchThread& thread) {
-    // ProbePawnHash and StorePawnHash in one, with the key computed once.
+PawnLookup StartPawnLookup(SearchThread& thread, PawnPlacement placement, uint32_t side) {
     PawnHashTable* table = thread.pawnHash;
-    const Position& pos = *thread.current;
-    if (!table) return EvaluatePawnStructure(pos);
-    const Bitboard pawns = Pawns(pos);
-    const PawnPlacement placement{pawns & pos.own, pawns & ~pos.own};
+    if (!table) return {nullptr, nullptr, false, 0, nullptr};
     const uint64_t mix = (placement.own * 0x9E3779B97F4A7C15ull) ^ (placement.enemy * 0xD6E8FEB86659FD93ull);
-    PawnHashTable::Recent& recent = table->recent[pos.side & 1][mix >> (64 - PawnHashTable::RECENT_BITS)];
-    if (recent.placement == placement) return recent.structure;
+    PawnHashTable::Recent& recent = table->recent[side & 1][mix >> (64 - PawnHashTable::RECENT_BITS)];
+    if (recent.placement == placement) return {table, &recent, true, 0, nullptr};
     recent.placement = placement;
+    const uint64_t key = PlacementKey(placement, side);
+    PawnHashEntry* slot = &table->entries[key & (table->entryCount - 1)];
+    __builtin_prefetch(slot);
+    return {table, &recent, false, key, slot};
+}
 
-    const uint64_t key = PawnKey(pos);
-    PawnHashEntry& slot = table->entries[key & (table->entryCount - 1)];
-    if (slot.epoch == table->epoch) {
-        if (slot.key == key && slot.pawns == pawns)
-            return recent.structure = {slot.score, slot.passed, slot.healthyCount};
+PawnStructure FinishPawnLookup(const PawnLookup& lookup, const Position& pos) {
+    if (!lookup.table) return EvaluatePawnStructure(pos);
+    PawnStructure& recent = lookup.recent->structure;
+    if (lookup.found) return recent;
+    PawnHashEntry& slot = *lookup.slot;
+    const uint64_t key = lookup.key;
+    const Bitboard pawns = Pawns(pos);
+    const uint32_t epoch = lookup.table->epoch;
+    if (slot.epoch == epoch) {
+        if (slot.key == key && slot.pawns == pawns) return recent = {slot.score, slot.passed, slot.healthyCount};
     } else if (key == 0 && pawns == 0) {
-        return recent.structure = {0, 0, 0};  // what the zeroed slot of a cleared table holds
+        return recent = {0, 0, 0};  // what the zeroed slot of a cleared table holds
     }
-    const PawnStructure result = EvaluatePawnStructure(pos);
-    slot = {key, pawns, result.passed, result.healthyCount, result.score, table->epoch};
-    return recent.structure = result;
+    recent = EvaluatePawnStructure(pos);
+    slot = {key, pawns, recent.passed, recent.healthyCount, recent.score, epoch};
+    return recent;
+}
+
+PawnStructure CachedPawnStructure(SearchThread& thread) {
+    const Position& pos = *thread.current;
+    const Bitboard pawns = Pawns(pos);
+    return FinishPawnLookup(StartPawnLookup(thread, {pawns & pos.own, pawns & ~pos.own}, pos.side), pos);
 }
 
 void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool announce, int threadNumber) {

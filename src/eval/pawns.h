@@ -69,6 +69,20 @@ void StorePawnHash(SearchThread& thread, int16_t score, Bitboard passed, uint8_t
 // Probe, and on a miss compute and store: what the evaluation uses. A thread without a table computes.
 PawnStructure CachedPawnStructure(SearchThread& thread);
 
+// CachedPawnStructure in two steps, so that reading the table overlaps with other work. The start takes
+// the pawns in the scored side's view and that side's colour; when no recent structure matches, it builds
+// the key and asks for the table's slot. The finish reads the slot, or computes and stores; pos is the
+// thread's position turned to the scored side.
+struct PawnLookup {
+    PawnHashTable* table;           // nullptr when the thread has none
+    PawnHashTable::Recent* recent;
+    bool found;                     // recent holds the structure
+    uint64_t key;
+    PawnHashEntry* slot;
+};
+PawnLookup StartPawnLookup(SearchThread& thread, PawnPlacement placement, uint32_t side);
+PawnStructure FinishPawnLookup(const PawnLookup& lookup, const Position& pos);
+
 // Replaces the thread's table by a zero-filled one of `entries` slots (a power of two). A failed
 // allocation prints a message and leaves the thread without a table.
 void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool announce, int threadNumber);
