@@ -6,6 +6,7 @@
 #include "board/movegen.h"
 #include "board/see.h"
 #include "eval/evaluate.h"
+#include "search/legality.h"
 #include "search/ordering.h"
 
 namespace {
@@ -64,11 +65,12 @@ int16_t QuiesceNode(SearchThread& thread, int16_t evaluation, int16_t qdepth, ui
     }
 
     // Captures and promotions, best first; losing captures are left out.
+    const NodeLegality isLegal(*pos, false);
     MoveEntry* end = GenerateNoisy(*pos, list);
     for (MoveEntry* slot = end - 1; slot >= list; --slot) {
         PickBestCapture(slot, list);
         const Move m = slot->move;
-        if (!IsLegal(*pos, m) || SeeIsNegative(pos, m)) continue;
+        if (!isLegal(m) || SeeIsNegative(pos, m)) continue;
         b = std::max(b, SearchMove(thread, m, qdepth, ply, beta, b, tbLimit));
         if (b >= beta) return int16_t(b);
     }
@@ -80,7 +82,7 @@ int16_t QuiesceNode(SearchThread& thread, int16_t evaluation, int16_t qdepth, ui
     end = GenerateQuietChecks(*pos, checks);
     for (MoveEntry* entry = end - 1; entry >= checks; --entry) {
         const Move m = entry->move;
-        if (!IsLegal(*pos, m) || SeeIsNegative(pos, m)) continue;
+        if (!isLegal(m) || SeeIsNegative(pos, m)) continue;
         b = std::max(b, SearchMove(thread, m, qdepth, ply, beta, b, tbLimit));
         if (b >= beta) return int16_t(b);
     }

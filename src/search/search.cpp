@@ -7,6 +7,7 @@
 #include "board/movegen.h"
 #include "eval/evaluate.h"
 #include "frontend/config.h"
+#include "search/legality.h"
 #include "search/ordering.h"
 #include "search/quiesce.h"
 #include "search/tt.h"
@@ -179,12 +180,13 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
     // 15. Moves: hash move, captures, quiet moves. After each move the child's bucket is asked for at once,
     // so that it arrives while the child does its first steps; only the children searched here probe the
     // table, quiescence nodes never do.
+    const NodeLegality isLegal(*pos, inCheck);
     int b = alpha;
     Move best = 0;
     bool raised = false;
     int searched = 0;
 
-    if (hashMove && IsLegal(*pos, hashMove)) {
+    if (hashMove && isLegal(hashMove)) {
         ++searched;
         thread.current = MakeMove(pos, hashMove);
         PrefetchHash(thread.current->key);
@@ -211,7 +213,7 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
     for (MoveEntry* slot = end - 1; slot >= captures; --slot) {
         PickBestCapture(slot, captures);
         const Move m = slot->move;
-        if (m == hashMove || !IsLegal(*pos, m)) continue;
+        if (m == hashMove || !isLegal(m)) continue;
         ++searched;
         thread.current = MakeMove(pos, m);
         PrefetchHash(thread.current->key);
@@ -242,7 +244,7 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
     for (MoveEntry* slot = end - 1; slot >= quiets; --slot) {
         if (!PickKiller(thread, ply, slot, quiets)) PickHistory(thread, slot, quiets);
         const Move m = slot->move;
-        if (m == hashMove || !IsLegal(*pos, m)) continue;
+        if (m == hashMove || !isLegal(m)) continue;
         // Pruned moves count too: a node whose moves were all pruned is neither mate nor stalemate.
         ++quietCount;
         thread.current = MakeMove(pos, m);
