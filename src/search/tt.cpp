@@ -60,7 +60,8 @@ constexpr std::size_t HUGE_PAGE_BYTES = std::size_t(2) << 20;
 void* MapTable(std::size_t bytes, bool hugePages) {
     if (!MachineCanBack(bytes)) return nullptr;
     const std::size_t slack = hugePages ? HUGE_PAGE_BYTES : 0;
-    void* mapped = mmap(nullptr, bytes + slack, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    const std::size_t span = (bytes + 4095) & ~std::size_t(4095);  // munmap takes whole pages
+    void* mapped = mmap(nullptr, span + slack, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (mapped == MAP_FAILED) return nullptr;
     char* memory = static_cast<char*>(mapped);
     if (hugePages) {
@@ -68,7 +69,7 @@ void* MapTable(std::size_t bytes, bool hugePages) {
         const std::size_t head = ((at + HUGE_PAGE_BYTES - 1) & ~(HUGE_PAGE_BYTES - 1)) - at;
         memory += head;
         if (head) munmap(mapped, head);
-        if (slack - head) munmap(memory + bytes, slack - head);
+        if (slack - head) munmap(memory + span, slack - head);
         madvise(memory, bytes, MADV_HUGEPAGE);
     } else {
         // Small pages, made resident where the search writes and kept for the table's life. A huge page
