@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "board/movegen.h"
-#include "search/tt.h"
 
 NodeCounter nodeCount;
 
@@ -175,8 +174,6 @@ Position* MakeMove(Position* p, Move m) {
 
     FlipPosition(*n);
     n->key = key ^ CastleKeys[n->castling];
-    // The search probes the table for this position next; the memory access overlaps with the work until then.
-    PrefetchHash(n->key);
 
     if (IsReversible(type)) ScanRepetitions(n);
     return n;
@@ -191,7 +188,6 @@ Position* MakeNullMove(Position* p) {
     n->halfmoveClock = 0;
     n->repetitions = 0;
     n->key = p->key ^ EpKeys[p->epFile] ^ SIDE_KEY ^ CastleKeys[p->castling] ^ CastleKeys[n->castling];
-    PrefetchHash(n->key);
     return n;
 }
 

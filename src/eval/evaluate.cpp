@@ -43,7 +43,7 @@ struct KingAttack {
 
 // The score of the side to move of pos (the scored side), without tempo.
 template <bool Trace>
-int ScoreSide(SearchThread& thread, const Position& pos, int phase, int16_t* row) {
+int ScoreSide(const PawnLookup& pawnLookup, const Position& pos, int phase, int16_t* row) {
     const Bitboard own = pos.own;
     const Bitboard occupied = Occupied(pos);
     const Bitboard allPawns = Pawns(pos);
@@ -68,41 +68,14 @@ int ScoreSide(SearchThread& thread, const Position& pos, int phase, int16_t* row
     const Bitboard enemySpan = ((enemyFill >> 9) & ~FILE_H) | ((enemyFill >> 7) & ~FILE_A);
     const Bitboard outposts = OUTPOST_SQUARES & ownSpan & ~enemySpan;
 
-    // 2. Pawn structure.
-    const PawnStructure pawns = Trace ? ComputePawnStructure<true>(pos, row) : CachedPawnStructure(thread);
-    int score = pawns.score;
-
     // 3. Pawns against the enemy king, and the own king's pawn shield.
     const Bitboard inner = InnerShield[ownKing], outer = OuterShield[ownKing];
     const Bitboard zoneAttackers =
         ownPawns & (((zone >> 7) & ~FILE_A) | ((zone >> 9) & ~FILE_H)) & ~(RANK_1 | RANK_8);
     for (int i = PopCount(zoneAttackers); i > 0; --i) attack.Add(5);
     const int shield = 8 * PopCount(ownPawns & inner) + 4 * PopCount(ownPawns & outer & ~inner);
-    score += shield;
+    int score = shield;
     TraceAdd<Trace>(row, TRACE_KING_SHIELD, shield);
-
-    // 4. Pawn ending.
-    if (occupied == (allPawns | kings)) {
-        score += pawnEnding[pawns.healthyCount];
-        TraceAdd<Trace>(row, TRACE_PAWN_ENDING, pawnEnding[pawns.healthyCount]);
-    }
-
-    // 5. Passed pawns near the own king and far from the enemy king, once the board has thinned out.
-    if (PopCount(occupied) <= 16) {
-        if (pawns.passed & KingAttacks[ownKing]) {
-            score += 15;
-            TraceAdd<Trace>(row, TRACE_KING_SUPPORT, 15);
-        }
-        if (!Queens(pos)) {
-            int trop = 0;
-            for (Bitboard b = pawns.passed; b;) {
-                const int sq = PopLsb(b);
-                trop += KingDistance[sq][enemyKing] * EnemyKingTrop[sq];
-            }
-            score += trop;
-            TraceAdd<Trace>(row, TRACE_ENEMY_KING_TROP, trop);
-        }
-    }
 
     // 6. Knights.
     for (Bitboard b = Knights(pos) & own; b;) {
@@ -158,6 +131,34 @@ int ScoreSide(SearchThread& thread, const Position& pos, int phase, int16_t* row
         const int weakness = 3 * (PopCount(ownPawns & ~bishopColour) - PopCount(ownPawns & bishopColour));
         score += weakness;
         TraceAdd<Trace>(row, TRACE_COLOR_WEAKNESS, weakness);
+    }
+
+    // 2. Pawn structure. Taken after the pieces, which do not need it, so that the pawn table's slot has
+    // arrived; the terms are summed in another order, to the same total.
+    const PawnStructure pawns = Trace ? ComputePawnStructure<true>(pos, row) : FinishPawnLookup(pawnLookup, pos);
+    score += pawns.score;
+
+    // 4. Pawn ending.
+    if (occupied == (allPawns | kings)) {
+        score += pawnEnding[pawns.healthyCount];
+        TraceAdd<Trace>(row, TRACE_PAWN_ENDING, pawnEnding[pawns.healthyCount]);
+    }
+
+    // 5. Passed pawns near the own king and far from the enemy king, once the board has thinned out.
+    if (PopCount(occupied) <= 16) {
+        if (pawns.passed & KingAttacks[ownKing]) {
+            score += 15;
+            TraceAdd<Trace>(row, TRACE_KING_SUPPORT, 15);
+        }
+        if (!Queens(pos)) {
+            int trop = 0;
+            for (Bitboard b = pawns.passed; b;) {
+                const int sq = PopLsb(b);
+                trop += KingDistance[sq][enemyKing] * EnemyKingTrop[sq];
+            }
+            score += trop;
+            TraceAdd<Trace>(row, TRACE_ENEMY_KING_TROP, trop);
+        }
     }
 
     // 8. Rooks.
@@ -244,10 +245,17 @@ template <bool Trace>
 int16_t EvaluatePosition(SearchThread& thread) {
     Position& pos = *thread.current;
     const int phase = PopCount(Occupied(pos) & ~Pawns(pos) & ~Kings(pos));
+    // The pawn structures of both sides are looked up first, the other side's in its own view.
+    const Bitboard pawns = Pawns(pos), ownPawns = pawns & pos.own, enemyPawns = pawns & ~pos.own;
+    PawnLookup lookups[2] = {};
+    if (!Trace) {
+        lookups[0] = StartPawnLookup(thread, {ownPawns, enemyPawns}, pos.side);
+        lookups[1] = StartPawnLookup(thread, {ByteSwap(enemyPawns), ByteSwap(ownPawns)}, pos.side ^ 1);
+    }
     // Each pass's total is negated into the next; the sums wrap at 16 bits.
-    int16_t sum = int16_t(ScoreSide<Trace>(thread, pos, phase, EvalTrace[0]) + TEMPO);
+    int16_t sum = int16_t(ScoreSide<Trace>(lookups[0], pos, phase, EvalTrace[0]) + TEMPO);
     FlipPosition(pos);
-    sum = int16_t(-sum + ScoreSide<Trace>(thread, pos, phase, EvalTrace[1]));
+    sum = int16_t(-sum + ScoreSide<Trace>(lookups[1], pos, phase, EvalTrace[1]));
     FlipPosition(pos);
     return int16_t(-sum);
 }

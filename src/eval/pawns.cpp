@@ -81,14 +81,22 @@ PawnStructure ComputePawnStructure(const Position& pos, int16_t* traceRow) {
 template PawnStructure ComputePawnStructure<false>(const Position&, int16_t*);
 template PawnStructure ComputePawnStructure<true>(const Position&, int16_t*);
 
+namespace {
+
+uint64_t PlacementKey(PawnPlacement placement, uint32_t colour) {
+    const int side = int(colour & 1);
+    uint64_t key = SideKeys[side];
+    for (Bitboard b = placement.own; b;) key ^= PieceKeys[side * 8 + PAWN][PopLsb(b)];
+    // The opponent's pawns are hashed in the opponent's own view, as the position key does.
+    for (Bitboard b = placement.enemy; b;) key ^= PieceKeys[(side ^ 1) * 8 + PAWN][PopLsb(b) ^ 56];
+    return key;
+}
+
+}  // namespace
+
 uint64_t PawnKey(const Position& pos) {
     const Bitboard pawns = Pawns(pos);
-    const int side = int(pos.side & 1);
-    uint64_t key = SideKeys[side];
-    for (Bitboard b = pawns & pos.own; b;) key ^= PieceKeys[side * 8 + PAWN][PopLsb(b)];
-    // The opponent's pawns are hashed in the opponent's own view, as the position key does.
-    for (Bitboard b = pawns & ~pos.own; b;) key ^= PieceKeys[(side ^ 1) * 8 + PAWN][PopLsb(b) ^ 56];
-    return key;
+    return PlacementKey({pawns & pos.own, pawns & ~pos.own}, pos.side);
 }
 
 int ProbePawnHash(SearchThread& thread, PawnHashEntry& entry) {
@@ -110,22 +118,41 @@ void StorePawnHash(SearchThread& thread, int16_t score, Bitboard passed, uint8_t
     table->entries[key & (table->entryCount - 1)] = {key, Pawns(pos), passed, healthyCount, score, table->epoch};
 }
 
-PawnStructure CachedPawnStructure(SearchThread& thread) {
-    // ProbePawnHash and StorePawnHash in one, with the key computed once.
+PawnLookup StartPawnLookup(SearchThread& thread, PawnPlacement placement, uint32_t side) {
     PawnHashTable* table = thread.pawnHash;
-    const Position& pos = *thread.current;
-    if (!table) return EvaluatePawnStructure(pos);
-    const uint64_t key = PawnKey(pos);
-    PawnHashEntry& slot = table->entries[key & (table->entryCount - 1)];
+    if (!table) return {nullptr, nullptr, false, 0, nullptr};
+    const uint64_t mix = (placement.own * 0x9E3779B97F4A7C15ull) ^ (placement.enemy * 0xD6E8FEB86659FD93ull);
+    PawnHashTable::Recent& recent = table->recent[side & 1][mix >> (64 - PawnHashTable::RECENT_BITS)];
+    if (recent.placement == placement) return {table, &recent, true, 0, nullptr};
+    recent.placement = placement;
+    const uint64_t key = PlacementKey(placement, side);
+    PawnHashEntry* slot = &table->entries[key & (table->entryCount - 1)];
+    __builtin_prefetch(slot);
+    return {table, &recent, false, key, slot};
+}
+
+PawnStructure FinishPawnLookup(const PawnLookup& lookup, const Position& pos) {
+    if (!lookup.table) return EvaluatePawnStructure(pos);
+    PawnStructure& recent = lookup.recent->structure;
+    if (lookup.found) return recent;
+    PawnHashEntry& slot = *lookup.slot;
+    const uint64_t key = lookup.key;
     const Bitboard pawns = Pawns(pos);
-    if (slot.epoch == table->epoch) {
-        if (slot.key == key && slot.pawns == pawns) return {slot.score, slot.passed, slot.healthyCount};
+    const uint32_t epoch = lookup.table->epoch;
+    if (slot.epoch == epoch) {
+        if (slot.key == key && slot.pawns == pawns) return recent = {slot.score, slot.passed, slot.healthyCount};
     } else if (key == 0 && pawns == 0) {
-        return {0, 0, 0};  // what the zeroed slot of a cleared table holds
+        return recent = {0, 0, 0};  // what the zeroed slot of a cleared table holds
     }
-    const PawnStructure result = EvaluatePawnStructure(pos);
-    slot = {key, pawns, result.passed, result.healthyCount, result.score, table->epoch};
-    return result;
+    recent = EvaluatePawnStructure(pos);
+    slot = {key, pawns, recent.passed, recent.healthyCount, recent.score, epoch};
+    return recent;
+}
+
+PawnStructure CachedPawnStructure(SearchThread& thread) {
+    const Position& pos = *thread.current;
+    const Bitboard pawns = Pawns(pos);
+    return FinishPawnLookup(StartPawnLookup(thread, {pawns & pos.own, pawns & ~pos.own}, pos.side), pos);
 }
 
 void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool announce, int threadNumber) {
@@ -136,7 +163,7 @@ void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool anno
     PawnHashEntry* slots = nullptr;
     if (entries <= SIZE_MAX / sizeof(PawnHashEntry))
         slots = static_cast<PawnHashEntry*>(calloc(size_t(entries), sizeof(PawnHashEntry)));
-    PawnHashTable* table = slots ? new (std::nothrow) PawnHashTable{slots, entries, 0} : nullptr;
+    PawnHashTable* table = slots ? new (std::nothrow) PawnHashTable{slots, entries, 0, {}} : nullptr;
     if (!table) {
         free(slots);
         printf("HashPawn Table Memory Allocation Failed!\n");
@@ -153,6 +180,8 @@ void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool anno
 void ClearPawnHash(SearchThread& thread) {
     PawnHashTable* table = thread.pawnHash;
     if (!table) return;
+    for (auto& colour : table->recent)
+        for (PawnHashTable::Recent& recent : colour) recent = {};
     // The pages stay, and every entry of an earlier epoch reads as empty. Zeros are written only when the
     // epoch wraps round, and the zeroed entries belong to epoch 0.
     if (++table->epoch == 0) memset(static_cast<void*>(table->entries), 0, size_t(table->entryCount) * sizeof(PawnHashEntry));

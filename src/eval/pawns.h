@@ -18,14 +18,6 @@ struct PawnHashEntry {
 };
 static_assert(sizeof(PawnHashEntry) == 32);
 
-// One per search thread; direct-mapped, entryCount a power of two.
-struct PawnHashTable {
-    PawnHashEntry* entries;
-    uint64_t entryCount;
-    // A clear moves to the next epoch instead of writing zeros over the table.
-    uint32_t epoch;
-};
-
 // No pawn-structure score reaches this value.
 constexpr int PAWN_HASH_MISS = 30002;
 
@@ -33,6 +25,30 @@ struct PawnStructure {
     int16_t score;
     Bitboard passed;
     uint8_t healthyCount;
+};
+
+// The pawns of both sides in the scored side's view, which decide its pawn structure.
+struct PawnPlacement {
+    Bitboard own;
+    Bitboard enemy;
+    bool operator==(const PawnPlacement&) const = default;
+};
+
+// One per search thread; direct-mapped, entryCount a power of two.
+struct PawnHashTable {
+    PawnHashEntry* entries;
+    uint64_t entryCount;
+    // A clear moves to the next epoch instead of writing zeros over the table.
+    uint32_t epoch;
+    // Structures used lately, for each colour, direct-mapped by placement. Most moves leave the pawns
+    // alone, so an evaluation usually finds its structures here, in memory the processor holds close,
+    // without building a key or reading the large table. The placement {all, all} matches nothing: own
+    // and enemy pawns never share a square.
+    static constexpr int RECENT_BITS = 8;
+    struct Recent {
+        PawnPlacement placement{~Bitboard(0), ~Bitboard(0)};
+        PawnStructure structure{};
+    } recent[2][1 << RECENT_BITS];
 };
 
 // The pawn-structure score for the side to move of pos. With Trace the terms are also added into the
@@ -52,6 +68,20 @@ void StorePawnHash(SearchThread& thread, int16_t score, Bitboard passed, uint8_t
 
 // Probe, and on a miss compute and store: what the evaluation uses. A thread without a table computes.
 PawnStructure CachedPawnStructure(SearchThread& thread);
+
+// CachedPawnStructure in two steps, so that reading the table overlaps with other work. The start takes
+// the pawns in the scored side's view and that side's colour; when no recent structure matches, it builds
+// the key and asks for the table's slot. The finish reads the slot, or computes and stores; pos is the
+// thread's position turned to the scored side.
+struct PawnLookup {
+    PawnHashTable* table;           // nullptr when the thread has none
+    PawnHashTable::Recent* recent;
+    bool found;                     // recent holds the structure
+    uint64_t key;
+    PawnHashEntry* slot;
+};
+PawnLookup StartPawnLookup(SearchThread& thread, PawnPlacement placement, uint32_t side);
+PawnStructure FinishPawnLookup(const PawnLookup& lookup, const Position& pos);
 
 // Replaces the thread's table by a zero-filled one of `entries` slots (a power of two). A failed
 // allocation prints a message and leaves the thread without a table.

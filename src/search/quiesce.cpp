@@ -6,6 +6,7 @@
 #include "board/movegen.h"
 #include "board/see.h"
 #include "eval/evaluate.h"
+#include "search/legality.h"
 #include "search/ordering.h"
 
 namespace {
@@ -33,10 +34,10 @@ int SearchMove(SearchThread& thread, Move m, int16_t qdepth, uint8_t ply, int be
     return score;
 }
 
-}  // namespace
-
-int16_t Quiesce(SearchThread& thread, int16_t qdepth, uint8_t ply, int16_t alpha16, int16_t beta16,
-                uint8_t tbLimit) {
+// The node's search; the evaluation is made here unless the caller has it (KNOWN).
+template <bool KNOWN>
+int16_t QuiesceNode(SearchThread& thread, int16_t evaluation, int16_t qdepth, uint8_t ply, int16_t alpha16,
+                    int16_t beta16, uint8_t tbLimit) {
     int alpha = alpha16, beta = beta16;
     // Mate-distance pruning
     alpha = std::max(alpha, ply - MATE);
@@ -45,7 +46,7 @@ int16_t Quiesce(SearchThread& thread, int16_t qdepth, uint8_t ply, int16_t alpha
 
     Position* pos = thread.current;
     const Bitboard checkers = Checkers(*pos);
-    const int e = Evaluate(thread);
+    const int e = KNOWN ? evaluation : Evaluate(thread);
     if (!checkers && e >= beta) return int16_t(e);
     // The evaluation is a floor even in check; it only cuts when not in check.
     int b = std::max(alpha, e);
@@ -64,11 +65,12 @@ int16_t Quiesce(SearchThread& thread, int16_t qdepth, uint8_t ply, int16_t alpha
     }
 
     // Captures and promotions, best first; losing captures are left out.
+    const NodeLegality isLegal(*pos, false);
     MoveEntry* end = GenerateNoisy(*pos, list);
     for (MoveEntry* slot = end - 1; slot >= list; --slot) {
         PickBestCapture(slot, list);
         const Move m = slot->move;
-        if (!IsLegal(*pos, m) || SeeIsNegative(pos, m)) continue;
+        if (!isLegal(m) || SeeIsNegative(pos, m)) continue;
         b = std::max(b, SearchMove(thread, m, qdepth, ply, beta, b, tbLimit));
         if (b >= beta) return int16_t(b);
     }
@@ -80,9 +82,20 @@ int16_t Quiesce(SearchThread& thread, int16_t qdepth, uint8_t ply, int16_t alpha
     end = GenerateQuietChecks(*pos, checks);
     for (MoveEntry* entry = end - 1; entry >= checks; --entry) {
         const Move m = entry->move;
-        if (!IsLegal(*pos, m) || SeeIsNegative(pos, m)) continue;
+        if (!isLegal(m) || SeeIsNegative(pos, m)) continue;
         b = std::max(b, SearchMove(thread, m, qdepth, ply, beta, b, tbLimit));
         if (b >= beta) return int16_t(b);
     }
     return int16_t(b);
+}
+
+}  // namespace
+
+int16_t Quiesce(SearchThread& thread, int16_t qdepth, uint8_t ply, int16_t alpha, int16_t beta, uint8_t tbLimit) {
+    return QuiesceNode<false>(thread, 0, qdepth, ply, alpha, beta, tbLimit);
+}
+
+int16_t QuiesceEvaluated(SearchThread& thread, int16_t evaluation, int16_t qdepth, uint8_t ply, int16_t alpha,
+                         int16_t beta, uint8_t tbLimit) {
+    return QuiesceNode<true>(thread, evaluation, qdepth, ply, alpha, beta, tbLimit);
 }

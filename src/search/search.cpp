@@ -6,6 +6,7 @@
 #include "board/movegen.h"
 #include "eval/evaluate.h"
 #include "frontend/config.h"
+#include "search/legality.h"
 #include "search/ordering.h"
 #include "search/quiesce.h"
 #include "search/tt.h"
@@ -91,6 +92,13 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
     if (beta > MATE - ply) beta = MATE - ply;
     if (alpha >= beta) return int16_t(alpha);
 
+    // The evaluation that the node needs unless the probe ends it (the quiescence search at a leaf, the
+    // futility tests above it) is made first, while the bucket that MakeMove's caller asked for arrives.
+    const bool futilityWindow = std::abs(beta) < MATE_WINDOW && std::abs(alpha) < MATE_WINDOW && !inCheck;
+    int evaluation = 0;
+    bool evaluated = false;
+    if (d <= 0 || (d <= 3 && futilityWindow)) evaluation = Evaluate(thread), evaluated = true;
+
     // 8-9. Transposition table; a miss leaves data 0: no bound, no move
     uint64_t data = 0;
     const int16_t hashScore = ProbeHash(*pos, data, uint8_t(d), ply, int16_t(alpha), int16_t(beta));
@@ -114,19 +122,18 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
             return int16_t(alpha);
         }
         if (iterationAbort) return int16_t(alpha);
-        return Quiesce(thread, 0, uint8_t(ply + 1), int16_t(alpha), int16_t(beta), tbLimit);
+        return QuiesceEvaluated(thread, int16_t(evaluation), 0, uint8_t(ply + 1), int16_t(alpha), int16_t(beta),
+                                tbLimit);
     }
 
     bool futility = false;
     if (d <= 3) {
         // 12. Static futility, then razoring at non-PV nodes
-        int evaluation = 0;
-        bool evaluated = false;
         auto staticEval = [&] {
             if (!evaluated) evaluation = Evaluate(thread), evaluated = true;
             return evaluation;
         };
-        if (std::abs(beta) < MATE_WINDOW && std::abs(alpha) < MATE_WINDOW && !inCheck) {
+        if (futilityWindow) {
             const int e = staticEval() - FUTILITY_MARGIN * d;
             if (e >= beta) return int16_t(e);
         }
@@ -140,7 +147,8 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
                 } else if (iterationAbort) {
                     q = r - 1;
                 } else {
-                    q = Quiesce(thread, 0, uint8_t(ply + 1), int16_t(r - 1), int16_t(r), tbLimit);
+                    q = QuiesceEvaluated(thread, int16_t(staticEval()), 0, uint8_t(ply + 1), int16_t(r - 1),
+                                         int16_t(r), tbLimit);
                 }
                 if (q < r) return int16_t(q);
                 futility = true;
@@ -152,6 +160,7 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
             HasPieces(*pos)) {
             PvLine scratch{};
             thread.current = MakeNullMove(pos);
+            PrefetchHash(thread.current->key);
             const int v = -AlphaBeta(thread, int16_t(d - 4), uint8_t(ply + 1), int16_t(-beta), int16_t(-beta + 1),
                                      tbLimit, scratch);
             thread.current = pos;
@@ -168,15 +177,19 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
         }
     }
 
-    // 15. Moves: hash move, captures, quiet moves
+    // 15. Moves: hash move, captures, quiet moves. After each move the child's bucket is asked for at once,
+    // so that it arrives while the child does its first steps; only the children searched here probe the
+    // table, quiescence nodes never do.
+    const NodeLegality isLegal(*pos, inCheck);
     int b = alpha;
     Move best = 0;
     bool raised = false;
     int searched = 0;
 
-    if (hashMove && IsLegal(*pos, hashMove)) {
+    if (hashMove && isLegal(hashMove)) {
         ++searched;
         thread.current = MakeMove(pos, hashMove);
+        PrefetchHash(thread.current->key);
         const int v = -AlphaBeta(thread, int16_t(d - 1), uint8_t(ply + 1), int16_t(-beta), int16_t(-b), tbLimit, line);
         thread.current = pos;
         if (v >= beta) {
@@ -200,9 +213,10 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
     for (MoveEntry* slot = end - 1; slot >= captures; --slot) {
         PickBestCapture(slot, captures);
         const Move m = slot->move;
-        if (m == hashMove || !IsLegal(*pos, m)) continue;
+        if (m == hashMove || !isLegal(m)) continue;
         ++searched;
         thread.current = MakeMove(pos, m);
+        PrefetchHash(thread.current->key);
         int v;
         if (raised) {
             v = -AlphaBeta(thread, int16_t(d - 1), uint8_t(ply + 1), int16_t(-b - 1), int16_t(-b), tbLimit, line);
@@ -230,7 +244,7 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
     for (MoveEntry* slot = end - 1; slot >= quiets; --slot) {
         if (!PickKiller(thread, ply, slot, quiets)) PickHistory(thread, slot, quiets);
         const Move m = slot->move;
-        if (m == hashMove || !IsLegal(*pos, m)) continue;
+        if (m == hashMove || !isLegal(m)) continue;
         // Pruned moves count too: a node whose moves were all pruned is neither mate nor stalemate.
         ++quietCount;
         thread.current = MakeMove(pos, m);
@@ -239,6 +253,7 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
             thread.current = pos;
             continue;
         }
+        PrefetchHash(thread.current->key);
         // Late-move reduction
         int reduction = 0;
         if (!givesCheck && !inCheck && reductionsAllowed && d >= 2 && quietCount >= 4) {

@@ -66,8 +66,9 @@ void AllocateHashTable(uint64_t entries, int megabytes);
 void ClearHashTable();
 // Record i as every reader sees it: all zero when its line belongs to an earlier epoch.
 HashRecord ReadHashRecord(uint64_t i);
-// Asks for the bucket of a key that a probe is likely to need soon.
-inline void PrefetchHash(uint64_t key) {
+// Asks for the bucket of a key that a probe is likely to need soon. Always inlined: GCC takes a function
+// whose only work is prefetching for one without effects and drops every call to it.
+[[gnu::always_inline]] inline void PrefetchHash(uint64_t key) {
     const TranspositionTable& tt = transpositionTable;
     if (!tt.records) return;
     const uint64_t index = key & (tt.entries - 1);
