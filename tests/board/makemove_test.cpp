@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "board/board_helpers.h"
-#include "board/movegen_cases.h"
-#include "board/fen.h"
+#include <cstring>
+
 #include "board/makemove.h"
-#include "board/movegen.h"
-#include "search/search.h"
 #include "search/threads.h"
-#include "testdata.h"
+#include "support.h"
 
 namespace {
 
@@ -33,7 +30,7 @@ TEST(MakeMove, IncrementalStateMatchesRecomputationOverRandomPlayouts) {
     REQUIRE_SHARED_FILE(path, "testdata/movegen.tsv");
     uint64_t seed = 0x9E3779B97F4A7C15ull;
     for (const MovegenRecord& c : ReadMovegenRecords(path)) {
-        Position* pos = LoadGame(c.fen.c_str());
+        Position* pos = LoadGame(c.fen);
         for (int ply = 0; ply < 40; ++ply) {
             MoveEntry list[MOVELIST_SIZE];
             const int count = int(GenerateLegal(*pos, list) - list);
@@ -77,9 +74,7 @@ TEST(MakeMove, SpecialMovesRightsClockAndUnknownTypes) {
         {"4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1r", "4k3/8/8/8/8/8/8/r3K3 w - - "},
     };
     for (const auto& c : cases) {
-        char fen[FEN_BUFFER_SIZE];
-        WriteFen(*Play(c.fen, {c.move}), fen);
-        EXPECT_STREQ(fen, c.after);
+        EXPECT_EQ(FenOf(*Play(c.fen, {c.move})), c.after);
         EXPECT_EQ(mainContext.current->key, ComputeKey(*mainContext.current));
     }
     EXPECT_EQ(Play("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 3 1", {"e1g1"})->halfmoveClock, 4);
@@ -93,11 +88,10 @@ TEST(MakeMove, SpecialMovesRightsClockAndUnknownTypes) {
 }
 
 TEST(MakeMove, RepetitionScanStaysInTheReversibleStretch) {
-    const char* start = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
-    EXPECT_EQ(Play(start, {"g1f3", "g8f6", "f3g1", "f6g8", "g1f3", "g8f6", "f3g1", "f6g8"})->repetitions, 2);
+    EXPECT_EQ(Play(START, {"g1f3", "g8f6", "f3g1", "f6g8", "g1f3", "g8f6", "f3g1", "f6g8"})->repetitions, 2);
     // A FEN read onto the stack starts a new stretch: the older records do not count.
-    Play(start, {"g1f3", "g8f6", "f3g1", "f6g8"});
-    ASSERT_EQ(1, ParseFen(mainContext, start, nullptr));
+    Play(START, {"g1f3", "g8f6", "f3g1", "f6g8"});
+    ASSERT_EQ(1, ParseFen(mainContext, START, nullptr));
     for (const char* text : {"g1f3", "g8f6"}) MakeUserMove(mainContext, TextToMove(*mainContext.current, text));
     EXPECT_EQ(mainContext.current->repetitions, 0);
     // Nor is anything below record 0 read when the FEN's clock reaches further back.
@@ -140,4 +134,19 @@ TEST(MakeMove, ChecksPinsAndUserMoves) {
     EXPECT_LT(mainContext.current - mainContext.positionStack, GAME_STACK_LIMIT);
     EXPECT_EQ(mainContext.current->key, key);
     EXPECT_EQ(mainContext.current->repetitions, (1000 - 768) / 4);
+}
+
+TEST(MakeMove, StartKeyAndFlipRoundTrip) {
+    Position* start = NewGame();
+    EXPECT_EQ(start->key, ComputeKey(*start));
+    Position flipped = *start;
+    FlipPosition(flipped);
+    // The start position is symmetric, so the other side's view looks the same but for colour and key.
+    EXPECT_TRUE(flipped.own == 0xFFFF && flipped.plane1 == start->plane1 && flipped.side == 1);
+    EXPECT_EQ(ComputeKey(flipped), start->key ^ SideKeys[0]);
+    FlipPosition(flipped);
+    EXPECT_EQ(0, std::memcmp(&flipped, start, sizeof(Position)));
+    flipped.castling = 0x12;  // own kingside, opponent queenside: the nibbles swap
+    FlipPosition(flipped);
+    EXPECT_EQ(flipped.castling, 0x21);
 }

@@ -1,20 +1,16 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "book/book.h"
 #include "frontend/config.h"
-#include "testdata.h"
+#include "support.h"
 
 namespace {
 
-const char* const START_FEN = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
+const char* const START_FEN = START;
 
 // A Polyglot move field from coordinate text such as "e7e8q".
 uint16_t MoveField(const std::string& text) {
@@ -25,10 +21,9 @@ uint16_t MoveField(const std::string& text) {
 }
 
 // Writes a book file of the given entries in the big-endian layout of the format.
-std::filesystem::path WriteBook(const std::string& name, const std::vector<BookEntry>& entries) {
-    auto path = std::filesystem::temp_directory_path() / ("ferrolune_book_" + name + "_" +
-                                                          std::to_string(::getpid()) + ".bin");
-    std::ofstream out(path, std::ios::binary);
+fs::path WriteBook(const std::string& name, const std::vector<BookEntry>& entries) {
+    static const ScratchDir dir("books");
+    std::ofstream out(dir.path / name, std::ios::binary);
     for (const BookEntry& e : entries) {
         unsigned char bytes[16];
         for (int i = 0; i < 8; ++i) bytes[i] = (unsigned char)(e.key >> (56 - 8 * i));
@@ -37,14 +32,14 @@ std::filesystem::path WriteBook(const std::string& name, const std::vector<BookE
         for (int i = 0; i < 4; ++i) bytes[12 + i] = (unsigned char)(e.learn >> (24 - 8 * i));
         out.write(reinterpret_cast<const char*>(bytes), 16);
     }
-    return path;
+    return dir.path / name;
 }
 
-std::string ListOutput(const std::filesystem::path& book, const char* fen, int* result = nullptr) {
-    testing::internal::CaptureStdout();
-    int r = BookList(book.c_str(), fen);
-    if (result) *result = r;
-    return testing::internal::GetCapturedStdout();
+std::string ListOutput(const fs::path& book, const char* fen, int* result = nullptr) {
+    return Printed([&] {
+        const int r = BookList(book.c_str(), fen);
+        if (result) *result = r;
+    });
 }
 
 // Pulls the text of a JSON string field from one line of book.jsonl (its values hold no escapes).
@@ -133,8 +128,6 @@ TEST(BookLookup, SearchEdgesAndEntryLimit) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(BookPick(overfull.c_str(), move, START_FEN), 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "#DEBUG: Too many moves in this position (max=100)\n");
-
-    for (auto& p : {first, below, overfull}) std::filesystem::remove(p);
 }
 
 TEST(BookPick, FirstEntryOrAnEntryOfTheKey) {
@@ -156,7 +149,6 @@ TEST(BookPick, FirstEntryOrAnEntryOfTheKey) {
             << move;
     }
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    std::filesystem::remove(book);
 }
 
 TEST(BookLookup, ShortAndMissingFiles) {
@@ -172,7 +164,7 @@ TEST(BookLookup, ShortAndMissingFiles) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 
     // The system's report on standard error, nothing on standard output.
-    const std::string missing = (std::filesystem::temp_directory_path() / "ferrolune_no_such_book.bin").string();
+    const std::string missing = (fs::temp_directory_path() / "ferrolune_no_such_book.bin").string();
     testing::internal::CaptureStderr();
     testing::internal::CaptureStdout();
     EXPECT_EQ(BookList(missing.c_str(), START_FEN), 1);
@@ -180,7 +172,6 @@ TEST(BookLookup, ShortAndMissingFiles) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     std::string report = missing + ": No such file or directory\n";
     EXPECT_EQ(testing::internal::GetCapturedStderr(), report + report);
-    std::filesystem::remove(empty);
 }
 
 TEST(BookLookup, RealBookListingsMatch) {

@@ -1,28 +1,20 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
-
-#include <unistd.h>
 
 #include "frontend/config.h"
 #include "frontend/minIni.h"
 #include "search/timeman.h"
+#include "support.h"
 
 namespace {
 
 // Loads a settings file of the given text (none when text is null) and returns what the load printed.
 std::string Load(const char* text) {
-    auto p = std::filesystem::temp_directory_path() / ("ferrolune_cfg_" + std::to_string(::getpid()) + ".ini");
-    std::filesystem::remove_all(p);
-    if (text) std::ofstream(p, std::ios::binary) << text;
-    testing::internal::CaptureStdout();
-    LoadSettings(p.string().c_str());
-    std::filesystem::remove_all(p);
-    return testing::internal::GetCapturedStdout();
+    ScratchDir dir("settings");
+    if (text) dir.Write("ferrolune.ini", text);
+    return Printed([&] { LoadSettings((dir.path / "ferrolune.ini").c_str()); });
 }
 
 // Every setting on one line: depth threads post hash(MB/entries) pawn(MB/entries) book use rand syzygy
@@ -88,9 +80,8 @@ TEST(Settings, AcceptedValuesAndDerivedSizes) {
 // engine of no settings file at all.
 TEST(Settings, ExampleFileNamesEveryKeyAtItsDefault) {
     const std::string example = FERROLUNE_SOURCE_DIR "/ferrolune.example.ini";
-    std::ifstream in(example, std::ios::binary);
-    ASSERT_TRUE(in) << example;
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string text = ReadFile(example);
+    ASSERT_FALSE(text.empty()) << example;
     Load(text.c_str());
     EXPECT_EQ(Summary(), DEFAULTS);
 

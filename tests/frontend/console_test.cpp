@@ -1,32 +1,25 @@
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <string>
 #include <vector>
 
-#include "board/fen.h"
-#include "board/position.h"
-#include "engine_process.h"
-#include "search/search.h"
+#include "frontend/gameend.h"
+#include "frontend/selftest.h"
+#include "support.h"
 
 namespace {
 
 const std::string PROMPT = "\nferrolune> ";
 const std::string WELCOME = "\nWelcome in ferrolune\ntype \"help\" to show commands list\n";
 
-// Small tables and no tablebases keep the console's start quick.
-const std::string SMALL_INI =
-    "[ENGINE]\nThread=1\nHashSize=1\nHashPawnSize=1\n[BOOK]\nBook=0\n[TABLEBASE]\nSyzygy=0\n";
-
 struct ConsoleRun {
     std::string out;  // everything after the welcome lines
     int status;
 };
 
-ConsoleRun Console(const std::string& lines, const std::string& name) {
-    auto dir = FreshWorkDir("console_" + name);
-    std::ofstream(dir / "ferrolune.ini", std::ios::binary) << SMALL_INI;
-    EngineRun run = RunEngineWith("console\n" + lines, dir);
-    std::filesystem::remove_all(dir);
+ConsoleRun Console(const std::string& lines) {
+    EngineRun run = RunEngine("console\n" + lines);
     auto at = run.out.find(WELCOME);
     return {at == std::string::npos ? "<no welcome>\n" + run.out : run.out.substr(at + WELCOME.size()), run.status};
 }
@@ -35,12 +28,9 @@ ConsoleRun Console(const std::string& lines, const std::string& name) {
 std::string Board(const char* fen, int parsed = 1) {
     mainContext.current = NewGame();
     EXPECT_EQ(ParseFen(mainContext, fen, nullptr), parsed) << fen;
-    testing::internal::CaptureStdout();
-    PrintBoard(*mainContext.current);
-    return testing::internal::GetCapturedStdout();
+    return Printed([] { PrintBoard(*mainContext.current); });
 }
 
-const char* const START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 const std::string START_FEN = "FEN: rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - \n";
 
 const std::string HELP =
@@ -56,27 +46,21 @@ const std::string HELP =
     "memory [MB]    - Allocate MB for HashTable\n";
 
 // What "getboard" prints once the move text has been played from the start position.
-std::string GetboardAfter(const std::string& move) {
-    mainContext.current = NewGame();
-    EXPECT_EQ(ParseFen(mainContext, START, move.c_str()), 1) << move;
-    char fen[FEN_BUFFER_SIZE];
-    WriteFen(*mainContext.current, fen);
-    return PROMPT + "FEN: " + fen + "\n";
-}
+std::string GetboardAfter(const std::string& move) { return PROMPT + "FEN: " + FenOf(*LoadGame(START, move.c_str())) + "\n"; }
 
 std::string Unknown(const std::string& line) { return "Error (unknown command): " + line + "\n"; }
 
 }  // namespace
 
 TEST(ConsoleTranscript, HelpUnknownAndQuit) {
-    ConsoleRun run = Console("help\nbb\nhelp \nHELP\n\nturnx\nquit\nhelp\n", "help");
+    ConsoleRun run = Console("help\nbb\nhelp \nHELP\n\nturnx\nquit\nhelp\n");
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, PROMPT + HELP + PROMPT + Unknown("bb") + PROMPT + Unknown("help ") + PROMPT +
                            Unknown("HELP") + PROMPT + Unknown("") + PROMPT + Unknown("turnx") + PROMPT);
 
     // Any line beginning with "q" leaves, and so does the end of input.
     for (const char* quit : {"qwerty\n", ""}) {
-        run = Console(std::string("turn\n") + quit, "quit");
+        run = Console(std::string("turn\n") + quit);
         EXPECT_EQ(run.status, 0) << quit;
         EXPECT_EQ(run.out, PROMPT + "Turn: WHITE\n" + PROMPT) << quit;
     }
@@ -86,7 +70,7 @@ TEST(ConsoleTranscript, NumberCommandsAndTheirErrors) {
     const std::string depthError = "Error (depth out of bound): Insert depth between 2 and 63\n";
     const std::string timeError = "Error (movetime out of bound): Insert movetime > 0 \n";
     // "sdx" reads as "sd" without a number.
-    ConsoleRun run = Console("sd 64\nsd 9999\nsd 2\nsd 1\nsdx\nst 0\nstop\nst 5\nq\n", "numbers");
+    ConsoleRun run = Console("sd 64\nsd 9999\nsd 2\nsd 1\nsdx\nst 0\nstop\nst 5\nq\n");
     EXPECT_EQ(run.out, PROMPT + depthError + PROMPT + PROMPT + PROMPT + depthError + PROMPT + depthError + PROMPT +
                            timeError + PROMPT + timeError + PROMPT + PROMPT);
 }
@@ -110,15 +94,14 @@ TEST(ConsoleTranscript, TestPositionsSetTheBoard) {
     // A test position word must stand alone.
     input += "m1 \nn2\nq\n";
     expected += PROMPT + Unknown("m1 ") + PROMPT + Unknown("n2") + PROMPT;
-    EXPECT_EQ(Console(input, "positions").out, expected);
+    EXPECT_EQ(Console(input).out, expected);
 }
 
 TEST(ConsoleTranscript, BoardTurnInvertNewAndUndo) {
     const std::string start = Board(START);
     ConsoleRun run = Console(
         "b\nturn\ninv\nturn\ngetboard\nnew\nundo\ngetboard\n"
-        "e2e4\ngetboard\ne7e5x\nundo\nundo\ngetboard\ne2e5\nb1c3\ngetboardxyz\nq\n",
-        "board");
+        "e2e4\ngetboard\ne7e5x\nundo\nundo\ngetboard\ne2e5\nb1c3\ngetboardxyz\nq\n");
     const std::string afterE4 = Board("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1");
     const std::string afterE5 = Board("rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2");
     const std::string afterNc3 = Board("rnbqkbnr/pppppppp/8/8/8/2N5/PPPPPPPP/R1BQKBNR b KQkq - 1 1");
@@ -133,7 +116,7 @@ TEST(ConsoleTranscript, BoardTurnInvertNewAndUndo) {
 
 TEST(ConsoleTranscript, SetBoardAndGameEnd) {
     const char* mateIn1 = "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1";
-    ConsoleRun run = Console(std::string("setboard ") + mateIn1 + "\na1a8\nsetboard\ngetboard\nq\n", "setboard");
+    ConsoleRun run = Console(std::string("setboard ") + mateIn1 + "\na1a8\nsetboard\ngetboard\nq\n");
     EXPECT_EQ(run.out, PROMPT + Board(mateIn1) + PROMPT + Board("R5k1/5ppp/8/8/8/8/8/6K1 b - - 1 1") +
                            "1-0 {White mates}\n" + PROMPT + Board(START) + PROMPT + START_FEN + PROMPT);
 }
@@ -141,7 +124,7 @@ TEST(ConsoleTranscript, SetBoardAndGameEnd) {
 TEST(ConsoleTranscript, GamesLongerThanTheStackGoOn) {
     std::string moves;
     for (int i = 0; i < 150; ++i) moves += "g1f3\ng8f6\nf3g1\nf6g8\n";
-    ConsoleRun run = Console(moves + "getboard\nsd 2\ngo\ngetboard\nq\n", "long");
+    ConsoleRun run = Console(moves + "getboard\nsd 2\ngo\ngetboard\nq\n");
     EXPECT_EQ(run.out.find("Illegal"), std::string::npos);
     const auto at = run.out.rfind(PROMPT + START_FEN);
     ASSERT_NE(at, std::string::npos) << run.out.substr(run.out.size() - 2000);
@@ -157,8 +140,7 @@ TEST(ConsoleTranscript, RejectedFenLeavesAPositionToPlayFrom) {
     const char* badCastling = "4k3/8/8/8/8/8/8/4K2B w KX - 0 1";
     const std::string drawn = Board(badCastling, 0);
     ConsoleRun run = Console(std::string("setboard ") + badCastling + "\ngetboard\ne1g1\nkey\n" +
-                                 "setboard 4k3/8/8/8/8/8/8/4X3 w - - 0 1\ngetboard\nsd 2\ngo\ngetboard\nq\n",
-                             "rejected");
+                                 "setboard 4k3/8/8/8/8/8/8/4X3 w - - 0 1\ngetboard\nsd 2\ngo\ngetboard\nq\n");
     const std::string head = PROMPT + drawn + PROMPT + "FEN: 4k3/8/8/8/8/8/8/4K2B w - - \n" + PROMPT +
                              "Illegal move: e1g1\n" + drawn + PROMPT + "HashKey (full): ";
     ASSERT_EQ(run.out.substr(0, head.size()), head) << run.out;
@@ -180,19 +162,19 @@ TEST(ConsoleTranscript, MoveListings) {
         "Move: h2h4\nMove: g2g4\nMove: f2f4\nMove: e2e4\nMove: d2d4\nMove: c2c4\nMove: b2b4\nMove: a2a4\n"
         "Move: h2h3\nMove: g2g3\nMove: f2f3\nMove: e2e3\nMove: d2d3\nMove: c2c3\nMove: b2b3\nMove: a2a3\n"
         "Move: g1h3\nMove: g1f3\nMove: b1c3\nMove: b1a3\n";
-    ConsoleRun run = Console("gen\nlegal\nq\n", "listings");
+    ConsoleRun run = Console("gen\nlegal\nq\n");
     EXPECT_EQ(run.out, PROMPT + startMoves + "Total Legal moves: 20\n" + PROMPT + "\nAll moves:    20\n" +
                            startMoves + "\nLegal moves:    20\n" + startMoves + "\nCheck moves:    0\n" + PROMPT);
 
     // In check the evasions follow; a pinned move is generated but not legal.
-    run = Console("setboard 4k3/8/8/8/8/8/4q3/R3K3 w - - 0 1\nlegal\nq\n", "evasions");
+    run = Console("setboard 4k3/8/8/8/8/8/4q3/R3K3 w - - 0 1\nlegal\nq\n");
     auto evasions = run.out.find("\nEvasion moves:    ");
     ASSERT_NE(evasions, std::string::npos) << run.out;
     EXPECT_NE(run.out.find("\nLegal moves:    1\nMove: e1e2\n"), std::string::npos) << run.out;
 }
 
 TEST(ConsoleTranscript, KeyShowsFullAndIncrementalKeys) {
-    ConsoleRun run = Console("key\ninv\nkey\nq\n", "key");
+    ConsoleRun run = Console("key\ninv\nkey\nq\n");
     std::vector<std::string> values;
     for (size_t at = 0; (at = run.out.find("HashKey (", at)) != std::string::npos; ++at) {
         auto colon = run.out.find(": ", at);
@@ -209,16 +191,17 @@ TEST(ConsoleTranscript, KeyShowsFullAndIncrementalKeys) {
 TEST(ConsoleTranscript, OverlongLinesAreRefusedWhole) {
     std::string longHelp(304, ' ');
     longHelp.replace(0, 4, "help");
-    std::string longQuit = "q" + std::string(400, 'x');
+    std::string longQuit(401, 'x');
+    longQuit[0] = 'q';
     std::string fits(254, 'y');
-    ConsoleRun run = Console(longHelp + "\n" + longQuit + "\n" + fits + "\nturn\nq\n", "overlong");
+    ConsoleRun run = Console(longHelp + "\n" + longQuit + "\n" + fits + "\nturn\nq\n");
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, PROMPT + Unknown(longHelp.substr(0, 255)) + PROMPT + Unknown(longQuit.substr(0, 255)) +
                            PROMPT + Unknown(fits) + PROMPT + "Turn: WHITE\n" + PROMPT);
 
     // Any bytes at all are answered, never fatal.
     std::string junk("\x01\xff\xfe\tcd\r\n\x7f", 9);
-    run = Console(junk + "\nq\n", "junk");
+    run = Console(junk + "\nq\n");
     EXPECT_EQ(run.status, 0);
 }
 
@@ -226,17 +209,14 @@ TEST(ConsoleTranscript, HashCommands) {
     const std::string sizeError =
         "Error: insert a number between 4 and 8192 \n"
         "tellusererror Error (size out of bound): Insert size between 4 and 8192\n";
-    ConsoleRun run = Console("hstore 7\nhprobe\nclear\nhprobe\nmemory 9000\nmemory\nmemory 2\nhprobe\nq\n", "hash");
+    ConsoleRun run = Console("hstore 7\nhprobe\nclear\nhprobe\nmemory 9000\nmemory\nmemory 2\nhprobe\nq\n");
     EXPECT_EQ(run.out, PROMPT + "Stored with aging: 7\n" + PROMPT + "Hash Probe OK" + PROMPT + PROMPT +
                            "Hash Probe KO" + PROMPT + sizeError + PROMPT + sizeError + PROMPT +
                            "Allocated 2 MB for the Hash Table\n" + PROMPT + "Hash Probe KO" + PROMPT);
 }
 
 TEST(ConsoleTranscript, EntryThreadsAndEngineMove) {
-    auto dir = FreshWorkDir("console_entry");
-    std::ofstream(dir / "ferrolune.ini", std::ios::binary) << SMALL_INI;
-    EngineRun run = RunEngineWith("c\nthread 2\nthread 0\nthread 25\nthread\nsd 2\ngo\nundo\ngetboard\nq\n", dir);
-    std::filesystem::remove_all(dir);
+    EngineRun run = RunEngine("c\nthread 2\nthread 0\nthread 25\nthread\nsd 2\ngo\nundo\ngetboard\nq\n");
     EXPECT_EQ(run.status, 0);
     const std::string entry = "enter 'console' for console mode... Allocated 1 MB for the Hash Table\n"
                               "Allocated 1 MB for the HashPawn Table for Thread 1\n" + WELCOME + PROMPT;
@@ -252,4 +232,58 @@ TEST(ConsoleTranscript, EntryThreadsAndEngineMove) {
     auto best = rest.find("\nBestmove: ");
     ASSERT_NE(best, std::string::npos) << rest;
     EXPECT_EQ(rest.substr(rest.find('\n', best + 1) + 1), PROMPT + PROMPT + START_FEN + PROMPT);
+}
+
+// The exchange self-test: 25 blocks with the reference move and score, and the exchange values of the tested
+// move and of the capture the search would try first; the game is left at the last test position. The
+// exchange values themselves are checked in see_test.
+TEST(ConsoleTranscript, ExchangeSelfTestAndScore) {
+    ConsoleRun run = Console("see\ngetboard\nsetboard rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1\n"
+                             "score\nq\n");
+    EXPECT_EQ(run.status, 0);
+    const std::regex block("\nTestCase ([ 0-9]{2}) {22}Score: {10}[ 0-9-]{5}\nMove: {11}[ a-h1-8qrbn]{8} {6}SEE move: {7}"
+                           "[ 0-9-]{8}\nBest: {11}[ a-h1-8qrbn]{8} {6}SEE best: {7}[ 0-9-]{8}\n");
+    EXPECT_EQ(std::distance(std::sregex_iterator(run.out.begin(), run.out.end(), block), std::sregex_iterator()), 25);
+    EXPECT_NE(run.out.find("\nTestCase  1                      Score:           -125\n"
+                           "Move:               c3d4      SEE move:              0\n"
+                           "Best:               c3d4      SEE best:              0\n"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("\nTestCase 24                      Score:              0\n"
+                           "Move:              d7d8q      SEE move:           -875\n"
+                           "Best:               f3f8      SEE best:          10000\n"), std::string::npos);
+    EXPECT_NE(run.out.find("FEN: 5k2/p2P2pp/1b6/1p6/1Nn1P1n1/8/PPP4P/R2QK1NR w KQ - \n"), std::string::npos);
+    // The evaluation table after 1.e4, from Black's side, and the score.
+    EXPECT_NE(run.out.find("| Material      |   800|   600|   650|  1000|   975|     .|\n"), std::string::npos);
+    EXPECT_NE(run.out.find("\nScore: -22\n"), std::string::npos) << run.out;
+}
+
+TEST(ConsoleTranscript, ProgressBarTruncatesPercentAndWidth) {
+    const auto bar = [](double fraction) { return Printed([&] { PrintProgress(fraction); }); };
+    // The tablebase test's fractions are single precision, just below 0.04 and 0.08.
+    EXPECT_EQ(bar(100000 / 2500000.0f), "\r  3% [||" + std::string(58, ' ') + "]");
+    EXPECT_EQ(bar(200000 / 2500000.0f), "\r  7% [||||" + std::string(56, ' ') + "]");
+    EXPECT_EQ(bar(1.0), "\r100% [" + std::string(60, '|') + "]");
+}
+
+// What the engine announces when a move ends the game; the position is left as it was.
+TEST(GameEnd, ResultLines) {
+    const char* shuffle = "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6 f3g1 f6g8";
+    const auto result = [](const char* fen, const std::string& moves = "") {
+        const Position* pos = LoadGame(fen, moves.c_str());
+        const Position saved = *pos;
+        const std::string out = Printed([] { CheckGameEnd(mainContext); });
+        EXPECT_TRUE(mainContext.current == pos && pos->key == saved.key);
+        return out;
+    };
+    EXPECT_EQ(result(START, "f2f3 e7e5 g2g4 d8h4"), "0-1 {Black mates}\n");
+    EXPECT_EQ(result("7k/5Q2/6K1/8/8/8/8/8 b - - 0 1"), "1/2-1/2 {Stalemate}\n");
+    EXPECT_EQ(result("6rk/5Qpp/8/8/8/8/8/6K1 b - - 0 1"), "");
+    EXPECT_EQ(result("4k3/8/8/8/8/8/8/R3K3 w - - 99 80"), "");
+    EXPECT_EQ(result("4k3/8/8/8/8/8/8/R3K3 w - - 100 80"), "1/2-1/2 {Draw by 50 move rule}\n");
+    EXPECT_EQ(result(START, shuffle), "1/2-1/2 {Draw by repetition}\n");
+    EXPECT_EQ(result(START, std::string(shuffle) + " g1f3 g8f6 f3g1 f6g8"), "");  // the fourth time
+    // The three findings are independent of each other.
+    EXPECT_EQ(result("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 92 1", shuffle),
+              "1/2-1/2 {Draw by repetition}\n1/2-1/2 {Draw by 50 move rule}\n");
+    EXPECT_EQ(result("6k1/5ppp/8/8/8/8/8/R5K1 w - - 120 1", "a1a8"),
+              "1/2-1/2 {Draw by 50 move rule}\n1-0 {White mates}\n");
 }

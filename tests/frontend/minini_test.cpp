@@ -1,31 +1,24 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
-#include <unistd.h>
-
 #include "frontend/minIni.h"
+#include "support.h"
 
 namespace {
 
-// Writes the text to a fresh file per test and removes it afterwards.
+// The text in a file of its own, removed again at the end of the test.
 struct IniFile {
-    explicit IniFile(const std::string& text)
-        : path((std::filesystem::temp_directory_path() / ("ferrolune_ini_" + std::to_string(::getpid()) + ".ini"))
-                   .string()) {
-        std::ofstream(path, std::ios::binary) << text;
-    }
-    ~IniFile() { std::filesystem::remove(path); }
+    ScratchDir dir{"ini"};
+    std::string path;
+    explicit IniFile(const std::string& text) : path(dir.Write("test.ini", text).string()) {}
     const char* name() const { return path.c_str(); }
     std::string Get(const char* section, const char* key, const char* def = "<default>", int size = 256) const {
         char buf[512];
         IniGetString(section, key, def, buf, size, name());
         return buf;
     }
-    std::string path;
 };
 
 }  // namespace

@@ -46,20 +46,4 @@ TEST(Ordering, KillersAndHistory) {
     EXPECT_EQ(HistoryOf(thread, a), 9);
 }
 
-// Tie-breaking decides the search order, so the exact placement of equal scores is checked.
-// (PickHistory breaks ties like PickBestCapture; the bench node count covers both.)
-TEST(Ordering, CaptureSelectionAndSorting) {
-    MoveEntry list[5] = {{1, 85}, {2, 16}, {3, 85}, {4, -3}, {5, 21}};
-    PickBestCapture(&list[4], list);
-    EXPECT_EQ(list[4].move, 3u);
-    EXPECT_EQ(list[2].move, 5u);
-    PickBestCapture(&list[3], list);
-    EXPECT_EQ(list[3].move, 1u);
-
-    MoveEntry sorted[7] = {{1, 3}, {2, 7}, {3, 3}, {4, -5}, {5, 9}, {6, 3}, {7, 0}};
-    SortMovesDescending(sorted, 0, 6);
-    const Move order[7] = {5, 2, 1, 3, 6, 7, 4};
-    for (int i = 0; i < 7; ++i) EXPECT_EQ(sorted[i].move, order[i]) << i;
-}
-
 }  // namespace

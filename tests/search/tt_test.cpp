@@ -2,25 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
-#include "search/search.h"
+#include "support.h"
 
 namespace {
 
 class TranspositionTableTest : public testing::Test {
 protected:
-    void SetUp() override {
-        testing::internal::CaptureStdout();
-        AllocateHashTable(HashEntriesForMB(16), 16);
-        testing::internal::GetCapturedStdout();
-        hashAge = 7;
-        searchStop = 0;
-        iterationAbort = 0;
-    }
+    void SetUp() override { hashAge = 7; }
     // Keys of one bucket: the same low bits, different high bits.
     static Position At(uint64_t n) {
         Position pos{};
@@ -155,24 +145,13 @@ TEST_F(TranspositionTableTest, AfterAClearEveryRecordReadsEmpty) {
 }
 
 TEST(TranspositionTableDump, WritesEveryAddressableRecord) {
-    const std::filesystem::path previous = std::filesystem::current_path();
-    const std::filesystem::path dir = std::filesystem::temp_directory_path() / "ferrolune_tt_dump_test";
-    std::filesystem::remove_all(dir);
-    std::filesystem::create_directories(dir);
-    std::filesystem::current_path(dir);
+    ScratchDir dir("dump");
+    std::filesystem::current_path(dir.path);
     const auto dump = [] {
-        testing::internal::CaptureStdout();
-        DumpHashTable();
-        std::ifstream in("DumpHash/dump.csv");
-        std::stringstream text;
-        text << in.rdbuf();
-        return testing::internal::GetCapturedStdout() + text.str();
+        const std::string printed = Printed(DumpHashTable);
+        return printed + ReadFile("DumpHash/dump.csv");
     };
-
-    mainContext.current = NewGame();
-    testing::internal::CaptureStdout();
-    AllocateHashTable(4, 1);
-    testing::internal::GetCapturedStdout();
+    Printed([] { AllocateHashTable(4, 1); });
     EXPECT_EQ(dump(), "File non trovato\n");
     std::filesystem::create_directory("DumpHash");
 
@@ -185,9 +164,6 @@ TEST(TranspositionTableDump, WritesEveryAddressableRecord) {
     const uint64_t data = 2 | 3 << 6 | 3 << 8 | uint64_t(uint16_t(-7)) << 16 | uint64_t(MakeMoveCode(1, 12, 28)) << 32;
     EXPECT_EQ(dump(), "Tot: 4\nKey;Score;Depth;Age;Best;Flags;\n0;0;0;0;a8a8;0;\n0;0;0;0;a8a8;0;\n" +
                           std::to_string(data ^ 2) + ";-7;2;3;e7e5;3;\n0;0;0;0;a8a8;0;\n");
-
-    std::filesystem::current_path(previous);
-    std::filesystem::remove_all(dir);
 }
 
 }  // namespace

@@ -1,16 +1,44 @@
+// Registration, index decoding and damaged files of the tablebases; the probes are in tbprobe_test.
 #include "tablebases/tbregistry.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <fstream>
 #include <utility>
 #include <vector>
 
-#include "tablebases/tb_test_util.h"
+#include "support.h"
+#include "tablebases/tbdecode.h"
 #include "tablebases/tbprobe.h"
-#include "testdata.h"
 
 namespace {
+
+struct PlacedPiece {
+    int colour;  // 0 White, 1 Black
+    int kind;
+    int square;  // real square, a1 = 0
+};
+
+// Writes the placement into record 0 of the main stack (White to move unless blackToMove) and returns it.
+inline Position* PlacePieces(const std::vector<PlacedPiece>& pieces, bool blackToMove, int epFile = 8,
+                             int halfmoveClock = 0) {
+    Position& p = mainContext.positionStack[0];
+    std::memset(&p, 0, sizeof(p));
+    for (const PlacedPiece& pc : pieces) {
+        Bitboard b = SquareBit(pc.square);
+        if (pc.kind & 1) p.plane1 |= b;
+        if (pc.kind & 2) p.plane2 |= b;
+        if (pc.kind & 4) p.plane4 |= b;
+        if (pc.colour == 0) p.own |= b;
+    }
+    p.epFile = uint8_t(epFile);
+    p.halfmoveClock = uint8_t(halfmoveClock);
+    if (blackToMove) FlipPosition(p);
+    p.key = ComputeKey(p);
+    mainContext.current = &p;
+    return &p;
+}
 
 int SlotsOf(const TableEntry* entry) {
     int n = 0;
@@ -24,13 +52,11 @@ TableEntry* EntryOf(const char* name) {
     return slot ? slot->entry : nullptr;
 }
 
-void Touch(const std::filesystem::path& file) { std::ofstream(file).put('x'); }
-
-}  // namespace
+void Touch(const fs::path& file) { std::ofstream(file).put('x'); }
 
 TEST(TablebaseRegistry, RegistersEveryTableOfTheDirectoryInTheFixedOrder) {
     REQUIRE_SHARED_FILE(file, "syzygy/KRvK.rtbw");
-    EXPECT_EQ(InitTablebasesQuietly(file.parent_path().string()), "Found 35 tablebases.\n");
+    EXPECT_EQ(LoadTables(file.parent_path().string()), "Found 35 tablebases.\n");
     EXPECT_EQ(pieceTableCount, 24);
     EXPECT_EQ(pawnTableCount, 11);
     const char* firstNames[] = {"KQvK", "KRvK", "KBvK", "KNvK", "KQvKQ", "KQvKR"};
@@ -50,7 +76,7 @@ TEST(TablebaseRegistry, RegistrationReadsOnlyTheNameOfAnExistingWdlFile) {
     REQUIRE_SHARED_FILE(krvk, "syzygy/KRvK.rtbw");
     ScratchDir dir("names");
     dir.Copy(krvk);
-    EXPECT_EQ(InitTablebasesQuietly(dir.path.string()), "Found 1 tablebases.\n");
+    EXPECT_EQ(LoadTables(dir.path.string()), "Found 1 tablebases.\n");
     TableEntry* e = EntryOf("KRvK");
     ASSERT_NE(e, nullptr);
     EXPECT_EQ(EntryOf("KvKR"), e);
@@ -59,7 +85,7 @@ TEST(TablebaseRegistry, RegistrationReadsOnlyTheNameOfAnExistingWdlFile) {
     for (const char* name : {"KPvKP", "KRvKP", "KPPvKP", "KQQvK", "KQQvKRR", "KRRvKR"})
         Touch(dir.path / (std::string(name) + ".rtbw"));
     Touch(dir.path / "KQvK.rtbz");  // a DTZ file alone registers nothing
-    EXPECT_EQ(InitTablebasesQuietly(dir.path.string()), "Found 7 tablebases.\n");
+    EXPECT_EQ(LoadTables(dir.path.string()), "Found 7 tablebases.\n");
     // The colour with fewer pawns, but at least one, leads.
     const auto pawns = [](const char* name) { return std::pair(int(EntryOf(name)->pawns[0]), int(EntryOf(name)->pawns[1])); };
     EXPECT_EQ(pawns("KPvKP"), std::pair(1, 1));
@@ -90,7 +116,7 @@ TEST(TablebaseRegistry, EveryMaterialOfUpToSixPiecesFitsTheRegistry) {
                     ++files;
                 }
     EXPECT_EQ(files, 1001);
-    EXPECT_EQ(InitTablebasesQuietly(dir.path.string()), "Found 510 tablebases.\n");
+    EXPECT_EQ(LoadTables(dir.path.string()), "Found 510 tablebases.\n");
     EXPECT_EQ(pieceTableCount, TBMAX_PIECE);
     EXPECT_EQ(pawnTableCount, TBMAX_PAWN);
 }
@@ -117,8 +143,8 @@ TEST(TablebaseRegistry, EnvironmentDirectoriesReplaceTheSettings) {
     unsetenv("RTBWDIR");
 
     // With no directory at all the files are looked for at the root; a directory too long is refused whole.
-    EXPECT_EQ(InitTablebasesQuietly(""), "Found 0 tablebases.\n");
-    EXPECT_EQ(InitTablebasesQuietly(dir.path.string() + "/" + std::string(130, 'x')),
+    EXPECT_EQ(LoadTables(""), "Found 0 tablebases.\n");
+    EXPECT_EQ(LoadTables(dir.path.string() + "/" + std::string(130, 'x')),
               "Tablebase path longer than 127 characters ignored.\nFound 0 tablebases.\n");
     EXPECT_STREQ(wdlDirectory, "");
 }
@@ -126,7 +152,7 @@ TEST(TablebaseRegistry, EnvironmentDirectoriesReplaceTheSettings) {
 TEST(TablebaseRegistry, DtzCacheLoadsOnceMovesHitsToTheFrontAndEvictsTheOldest) {
     REQUIRE_SHARED_FILE(file, "syzygy/KQvK.rtbz");
     const std::string dir = file.parent_path().string();
-    InitTablebasesQuietly(dir);
+    LoadTables(dir);
     int success;
     // KQvK with White to move, then KRvK, then KQvK again with the colours exchanged.
     ProbeDtz(PlacePieces({{0, KING, 4}, {0, QUEEN, 3}, {1, KING, 60}}, false), success);
@@ -153,7 +179,7 @@ TEST(TablebaseRegistry, DtzCacheLoadsOnceMovesHitsToTheFrontAndEvictsTheOldest) 
     EXPECT_EQ(dtzCache[0].key1, MaterialKeyOfName("KBNvK", 0));
     EXPECT_EQ(dtzCache[1].entry, kqvk);
     EXPECT_EQ(dtzCache[DTZ_CACHE_SIZE - 1].entry, secondNewest);
-    InitTablebasesQuietly(dir);  // releases the cache
+    LoadTables(dir);  // releases the cache
     EXPECT_EQ(dtzCache[0].entry, nullptr);
 }
 
@@ -161,7 +187,7 @@ TEST(TablebaseRegistry, MissingDtzFileOfARegisteredTableEndsTheProcess) {
     REQUIRE_SHARED_FILE(krvk, "syzygy/KRvK.rtbw");
     ScratchDir dir("nodtz");
     dir.Copy(krvk);
-    InitTablebasesQuietly(dir.path.string());
+    LoadTables(dir.path.string());
     EXPECT_EXIT(
         {
             int success;
@@ -169,3 +195,205 @@ TEST(TablebaseRegistry, MissingDtzFileOfARegisteredTableEndsTheProcess) {
         },
         testing::ExitedWithCode(1), "");
 }
+
+struct Material {
+    const char* name;
+    std::vector<PlacedPiece> pieces;  // squares are chosen by Placements
+};
+
+const Material MATERIALS[] = {
+    {"KQvKR", {{0, KING, 0}, {0, QUEEN, 0}, {1, KING, 0}, {1, ROOK, 0}}},
+    {"KRvKP", {{0, KING, 0}, {0, ROOK, 0}, {1, KING, 0}, {1, PAWN, 0}}},
+    {"KQQvK", {{0, KING, 0}, {0, QUEEN, 0}, {0, QUEEN, 0}, {1, KING, 0}}},
+    {"KPvKP", {{0, KING, 0}, {0, PAWN, 0}, {1, KING, 0}, {1, PAWN, 0}}},
+};
+
+// Deterministic placements of the material on distinct squares, pawns off the first and last rank, kings apart.
+std::vector<std::vector<PlacedPiece>> Placements(const Material& m, int count) {
+    std::vector<std::vector<PlacedPiece>> out;
+    uint64_t state = 0x9E3779B97F4A7C15ull;
+    while (int(out.size()) < count) {
+        std::vector<PlacedPiece> placed = m.pieces;
+        Bitboard used = 0;
+        for (PlacedPiece& p : placed) {
+            do {
+                state = state * 6364136223846793005ull + 1442695040888963407ull;
+                p.square = int(state >> 58);
+            } while ((used & SquareBit(p.square)) || (p.kind == PAWN && (p.square < 8 || p.square >= 56)));
+            used |= SquareBit(p.square);
+        }
+        int k1 = placed[0].square, k2 = placed[2].square;
+        if (std::abs(FileOf(k1) - FileOf(k2)) <= 1 && std::abs(RankOf(k1) - RankOf(k2)) <= 1) continue;
+        out.push_back(placed);
+    }
+    return out;
+}
+
+std::vector<char> ReadBytes(const fs::path& p) {
+    std::ifstream in(p, std::ios::binary);
+    return std::vector<char>(std::istreambuf_iterator<char>(in), {});
+}
+
+void WriteBytes(const fs::path& p, const std::vector<char>& bytes, size_t length) {
+    std::ofstream(p, std::ios::binary | std::ios::trunc).write(bytes.data(), std::streamsize(length));
+}
+
+// Probes every placement with both sides to move in the table of the given kind; returns what was printed.
+// Values that come back must be ones the table kind can hold.
+std::string ProbeAll(const std::string& dir, const Material& m, bool dtz, int& failures) {
+    std::string printed = LoadTables(dir);
+    testing::internal::CaptureStdout();
+    failures = 0;
+    for (const auto& placed : Placements(m, 40))
+        for (bool black : {false, true}) {
+            Position* pos = PlacePieces(placed, black);
+            int success = 1;
+            if (!dtz) {
+                const int v = ProbeWdlTable(*pos, success);
+                EXPECT_TRUE(!success || (v >= -2 && v <= 2)) << v;
+            } else {
+                for (int wdl : {-2, 0, 2}) {
+                    success = 1;
+                    const int v = ProbeDtzTable(*pos, wdl, success);
+                    EXPECT_TRUE(success != 1 || (v >= 0 && v <= 510)) << v;
+                }
+            }
+            failures += success == 0;
+        }
+    return printed + testing::internal::GetCapturedStdout();
+}
+
+TEST(TablebaseCorrupt, WrongMagicDropsTheWdlMaterialAndLeavesTheDtzSlotEmpty) {
+    REQUIRE_SHARED_FILE(wdl, "syzygy/KRvK.rtbw");
+    REQUIRE_SHARED_FILE(dtz, "syzygy/KRvK.rtbz");
+    ScratchDir dir("magic");
+    auto copy = dir.Copy(wdl);
+    dir.Copy(dtz);
+    std::vector<char> bytes = ReadBytes(copy);
+    bytes[0] ^= 1;
+    WriteBytes(copy, bytes, bytes.size());
+    LoadTables(dir.path.string());
+
+    int success;
+    testing::internal::CaptureStdout();
+    ProbeWdl(PlacePieces({{0, KING, 4}, {0, ROOK, 0}, {1, KING, 60}}, false), success);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Corrupted table.\n");
+    EXPECT_EQ(success, 0);
+    EXPECT_EQ(FindTable(MaterialKeyOfName("KRvK", 0)), nullptr);
+    ASSERT_NE(FindTable(MaterialKeyOfName("KvKR", 0)), nullptr);  // found, and refused, again under the other colouring
+    testing::internal::CaptureStdout();
+    ProbeWdl(PlacePieces({{0, KING, 4}, {0, ROOK, 0}, {1, KING, 60}}, false), success);
+    ProbeWdl(PlacePieces({{1, KING, 4}, {1, ROOK, 0}, {0, KING, 60}}, false), success);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Corrupted table.\n");
+    EXPECT_EQ(success, 0);
+
+    // A DTZ file with a wrong magic is reported once; its material keeps failing from the cache.
+    copy = dir.Copy(wdl);
+    auto dtzCopy = dir.Copy(dtz);
+    bytes = ReadBytes(dtzCopy);
+    bytes[3] ^= 0x80;
+    WriteBytes(dtzCopy, bytes, bytes.size());
+    LoadTables(dir.path.string());
+    testing::internal::CaptureStdout();
+    for (int i = 0; i < 2; ++i) {
+        ProbeDtzTable(*PlacePieces({{0, KING, 4}, {0, ROOK, 0}, {1, KING, 60}}, false), 2, success);
+        EXPECT_EQ(success, 0);
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Corrupted table.\n");
+    success = 1;
+    ProbeWdlTable(*PlacePieces({{0, KING, 4}, {0, ROOK, 0}, {1, KING, 60}}, false), success);
+    EXPECT_EQ(success, 1);
+}
+
+// Truncated files are refused as corrupt; flipped header and section bytes may decode to anything the
+// table kind can hold, but never lead outside the mapping.
+TEST(TablebaseCorrupt, TruncatedAndFlippedTables) {
+    REQUIRE_SHARED_FILE(any, "syzygy/KQvKR.rtbw");
+    for (const Material& m : MATERIALS)
+        for (bool dtz : {false, true}) {
+            ScratchDir dir("damaged");
+            auto wdlCopy = dir.Copy(any.parent_path() / (std::string(m.name) + ".rtbw"));
+            auto target = dtz ? dir.Copy(any.parent_path() / (std::string(m.name) + ".rtbz")) : wdlCopy;
+            const std::vector<char> bytes = ReadBytes(target);
+            int failures;
+            for (size_t length : {size_t(0), size_t(5), size_t(24), bytes.size() / 2,
+                                  bytes.size() - 81}) {  // the files end in 16 to 80 bytes past their last section
+                WriteBytes(target, bytes, length);
+                std::string out = ProbeAll(dir.path.string(), m, dtz, failures);
+                EXPECT_NE(out.find("Corrupted table.\n"), std::string::npos) << m.name << " " << length;
+                EXPECT_EQ(failures, 80) << m.name << " " << length;
+            }
+            std::vector<std::pair<size_t, char>> flips;
+            for (size_t i = 4; i < std::min<size_t>(bytes.size(), 48); ++i) flips.push_back({i, char(0xFF)});
+            for (size_t i = 1; i < 8; ++i) flips.push_back({bytes.size() * i / 8, char(0x10)});
+            for (auto [offset, flip] : flips) {
+                std::vector<char> damaged = bytes;
+                damaged[offset] ^= flip;
+                WriteBytes(target, damaged, damaged.size());
+                ProbeAll(dir.path.string(), m, dtz, failures);
+            }
+        }
+}
+
+TableEntry& PawnlessEntry(int num, int encType) {
+    static TableEntry e{};
+    e.num = uint8_t(num);
+    e.encType = uint8_t(encType);
+    e.hasPawns = 0;
+    return e;
+}
+
+bool InTriangle(int sq) { return FileOf(sq) <= 3 && RankOf(sq) <= FileOf(sq); }
+
+// Every placement of the leading pieces lands in the index range and every index is used: three distinct
+// pieces (the first folded into the triangle a1-d1-d4) give 31332, a pair of kings apart gives 462.
+TEST(TablebaseDecode, LeadingPiecesCoverTheIndexRangeExactly) {
+    InitIndexTables();
+    const int32_t factor[TBPIECES] = {1};
+    for (int num : {2, 3}) {
+        TableEntry& e = PawnlessEntry(num, num == 3 ? 0 : 2);
+        const uint8_t norm[TBPIECES] = {uint8_t(num)};
+        std::vector<bool> used(num == 3 ? 31332 : 462);
+        for (int a = 0; a < 64; ++a)
+            for (int b = 0; b < 64; ++b)
+                for (int c = 0; c < (num == 3 ? 64 : 1); ++c) {
+                    const bool adjacent = std::abs(FileOf(a) - FileOf(b)) <= 1 && std::abs(RankOf(a) - RankOf(b)) <= 1;
+                    if (a == b || (num == 3 && (a == c || b == c)) || (num == 2 && adjacent)) continue;
+                    int sq[TBPIECES] = {a, b, c};
+                    const uint64_t idx = EncodePiece(e, norm, sq, factor);
+                    ASSERT_LT(idx, used.size()) << a << " " << b << " " << c;
+                    ASSERT_TRUE(num == 2 || InTriangle(sq[0]));
+                    used[idx] = true;
+                }
+        for (size_t i = 0; i < used.size(); ++i) ASSERT_TRUE(used[i]) << num << " " << i;
+    }
+}
+
+// Pawn encodings are checked through the reference probes of pawn tables; a pawn on the last rank has no index.
+TEST(TablebaseDecode, PawnOnTheLastRankHasNoIndex) {
+    InitIndexTables();
+    TableEntry one{};
+    one.num = 3;
+    one.hasPawns = 1;
+    one.pawns[0] = 1;
+    const uint8_t norm[TBPIECES] = {1, 1, 1};
+    const int32_t factor[TBPIECES] = {1, 6, 6 * 63};
+    int promoted[TBPIECES] = {59, 4, 60};
+    EXPECT_EQ(EncodePawn(one, norm, promoted, factor), ~uint64_t(0));
+}
+
+TEST(TablebaseDecode, SingleValueTablesAndIndicesOutsideTheTable) {
+    PairsData single{};
+    single.idxBits = 0;
+    single.minLen = 3;
+    EXPECT_EQ(DecompressPairs(single, 0), 3);
+    EXPECT_EQ(DecompressPairs(single, 123456789), 3);
+
+    PairsData empty{};
+    empty.idxBits = 4;
+    empty.indexEntries = 2;
+    EXPECT_EQ(DecompressPairs(empty, 32), 0);
+    EXPECT_EQ(DecompressPairs(empty, ~uint64_t(0)), 0);
+}
+
+}  // namespace
