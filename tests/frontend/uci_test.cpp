@@ -221,30 +221,24 @@ TEST(UciEndToEnd, AGameAsAnInterfacePlaysIt) {
     EXPECT_EQ(engine.WaitExit(5000), 0);
 }
 
-TEST(UciEndToEnd, QuitOrEndOfInputWhilePondering) {
-    for (bool quit : {true, false}) {
-        UciSession engine("Book=false");
-        engine.Send("uci");
-        engine.Send("go ponder wtime 60000 btime 60000");
-        EXPECT_NE(engine.WaitFor("#DEBUG: start Think", 5000), "");
-        if (quit) engine.Send("quit");
-        else engine.CloseInput();
-        EXPECT_EQ(engine.WaitExit(5000), 0) << quit;
+// Batch sessions: the whole input at once, so "quit" or the end of the input meets a search still running.
+TEST(UciEndToEnd, QuitOrEndOfInputWhilePonderingAndBookMoves) {
+    const std::string ini = "[ENGINE]\nThread=1\nHashSize=1\nHashPawnSize=1\n[TABLEBASE]\nSyzygy=0\n[BOOK]\n";
+    for (const char* end : {"quit\n", ""}) {
+        EngineRun run = RunEngine(std::string("uci\ngo ponder wtime 60000 btime 60000\n") + end, ini + "Book=0\n");
+        EXPECT_EQ(run.status, 0) << end;
+        EXPECT_NE(run.out.find("#DEBUG: start Think"), std::string::npos) << run.out;
     }
-}
-
-TEST(UciEndToEnd, BookMovesWithoutSearch) {
+    // The start position's first entry in the book file is e2e4, played without a search; out of book a
+    // search answers.
     REQUIRE_SHARED_FILE(book, "books/performance.bin");
-    UciSession engine("Book=true\nRandBook=false\nBookFile=" + book.string());
-    engine.Send("uci");
-    // The start position's first entry in the file is e2e4.
-    engine.Send("position startpos");
-    engine.Send("go wtime 1000 btime 1000");
-    EXPECT_EQ(engine.WaitFor("bestmove ", 5000), "bestmove e2e4");
-    EXPECT_FALSE(engine.Saw("#DEBUG: start Think"));
-    // Out of book: a search answers.
-    engine.Send("position startpos moves a2a3 h7h6 h2h3");
-    engine.Send("go wtime 1000 btime 1000");
-    EXPECT_NE(engine.WaitFor("bestmove ", 3000), "");
-    EXPECT_TRUE(engine.Saw("#DEBUG: start Think"));
+    EngineRun run = RunEngine("uci\nposition startpos\ngo wtime 1000 btime 1000\nisready\n"
+                              "position startpos moves a2a3 h7h6 h2h3\ngo depth 2\n",
+                              ini + "Book=true\nRandBook=false\nBookFile=" + book.string() + "\n");
+    const size_t ready = run.out.find("readyok\n");
+    ASSERT_NE(ready, std::string::npos) << run.out;
+    EXPECT_NE(run.out.rfind("bestmove e2e4\n", ready), std::string::npos) << run.out;
+    EXPECT_EQ(run.out.rfind("#DEBUG: start Think", ready), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("bestmove ", ready), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("#DEBUG: start Think", ready), std::string::npos) << run.out;
 }

@@ -127,18 +127,15 @@ TEST(TablebaseRegistry, EnvironmentDirectoriesReplaceTheSettings) {
     dir.Copy(krvk);
     setenv("RTBZDIR", dir.path.c_str(), 1);
     setenv("RTBWDIR", dir.path.c_str(), 1);
-    testing::internal::CaptureStdout();
-    InitTablebases("/no/such/dtz", "/no/such/wdl");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "$DTZDIR loaded\n$WDLDIR loaded\nFound 1 tablebases.\n");
+    EXPECT_EQ(Printed([] { InitTablebases("/no/such/dtz", "/no/such/wdl"); }),
+              "$DTZDIR loaded\n$WDLDIR loaded\nFound 1 tablebases.\n");
     EXPECT_STREQ(wdlDirectory, dir.path.c_str());
     EXPECT_STREQ(dtzDirectory, dir.path.c_str());
 
     // A variable of 100 characters does not fit and leaves the setting in force.
     setenv("RTBWDIR", std::string(100, 'x').c_str(), 1);
     unsetenv("RTBZDIR");
-    testing::internal::CaptureStdout();
-    InitTablebases("/no/such/dtz", dir.path.c_str());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Found 1 tablebases.\n");
+    EXPECT_EQ(Printed([&] { InitTablebases("/no/such/dtz", dir.path.c_str()); }), "Found 1 tablebases.\n");
     EXPECT_STREQ(wdlDirectory, dir.path.c_str());
     unsetenv("RTBWDIR");
 
@@ -155,13 +152,13 @@ TEST(TablebaseRegistry, DtzCacheLoadsOnceMovesHitsToTheFrontAndEvictsTheOldest) 
     LoadTables(dir);
     int success;
     // KQvK with White to move, then KRvK, then KQvK again with the colours exchanged.
-    ProbeDtz(PlacePieces({{0, KING, 4}, {0, QUEEN, 3}, {1, KING, 60}}, false), success);
+    ProbeDtz(LoadGame("4k3/8/8/8/8/8/8/3QK3 w - - 0 1"), success);
     TableEntry* kqvk = dtzCache[0].entry;
     ASSERT_NE(kqvk, nullptr);
     const uint8_t* mapped = kqvk->data;
-    ProbeDtz(PlacePieces({{0, KING, 4}, {0, ROOK, 0}, {1, KING, 60}}, false), success);
+    ProbeDtz(LoadGame("4k3/8/8/8/8/8/8/R3K3 w - - 0 1"), success);
     EXPECT_EQ(dtzCache[1].entry, kqvk);
-    ProbeDtz(PlacePieces({{1, KING, 4}, {1, QUEEN, 3}, {0, KING, 60}}, true), success);
+    ProbeDtz(LoadGame("4K3/8/8/8/8/8/8/3qk3 b - - 0 1"), success);
     EXPECT_EQ(success, 1);
     EXPECT_EQ(dtzCache[0].entry, kqvk);
     EXPECT_EQ(dtzCache[0].entry->data, mapped);
@@ -174,7 +171,7 @@ TEST(TablebaseRegistry, DtzCacheLoadsOnceMovesHitsToTheFrontAndEvictsTheOldest) 
         dtzCache[i] = {uint64_t(i), uint64_t(i) << 32, new TableEntry{}};
     }
     TableEntry* secondNewest = dtzCache[DTZ_CACHE_SIZE - 2].entry;
-    ProbeDtz(PlacePieces({{0, KING, 4}, {0, BISHOP, 2}, {0, KNIGHT, 1}, {1, KING, 60}}, false), success);
+    ProbeDtz(LoadGame("4k3/8/8/8/8/8/8/1NB1K3 w - - 0 1"), success);
     EXPECT_EQ(success, 1);
     EXPECT_EQ(dtzCache[0].key1, MaterialKeyOfName("KBNvK", 0));
     EXPECT_EQ(dtzCache[1].entry, kqvk);
@@ -188,12 +185,9 @@ TEST(TablebaseRegistry, MissingDtzFileOfARegisteredTableEndsTheProcess) {
     ScratchDir dir("nodtz");
     dir.Copy(krvk);
     LoadTables(dir.path.string());
-    EXPECT_EXIT(
-        {
-            int success;
-            ProbeDtz(PlacePieces({{0, KING, 4}, {0, ROOK, 0}, {1, KING, 60}}, false), success);
-        },
-        testing::ExitedWithCode(1), "");
+    Position* pos = LoadGame("4k3/8/8/8/8/8/8/R3K3 w - - 0 1");
+    int success;
+    EXPECT_EXIT(ProbeDtz(pos, success), testing::ExitedWithCode(1), "");
 }
 
 struct Material {
@@ -275,38 +269,31 @@ TEST(TablebaseCorrupt, WrongMagicDropsTheWdlMaterialAndLeavesTheDtzSlotEmpty) {
     LoadTables(dir.path.string());
 
     int success;
-    testing::internal::CaptureStdout();
-    ProbeWdl(PlacePieces({{0, KING, 4}, {0, ROOK, 0}, {1, KING, 60}}, false), success);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Corrupted table.\n");
+    const char* krvk = "4k3/8/8/8/8/8/8/R3K3 w - - 0 1";
+    EXPECT_EQ(Printed([&] { ProbeWdl(LoadGame(krvk), success); }), "Corrupted table.\n");
     EXPECT_EQ(success, 0);
     EXPECT_EQ(FindTable(MaterialKeyOfName("KRvK", 0)), nullptr);
     ASSERT_NE(FindTable(MaterialKeyOfName("KvKR", 0)), nullptr);  // found, and refused, again under the other colouring
-    testing::internal::CaptureStdout();
-    ProbeWdl(PlacePieces({{0, KING, 4}, {0, ROOK, 0}, {1, KING, 60}}, false), success);
-    ProbeWdl(PlacePieces({{1, KING, 4}, {1, ROOK, 0}, {0, KING, 60}}, false), success);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Corrupted table.\n");
+    EXPECT_EQ(Printed([&] { ProbeWdl(LoadGame(krvk), success), ProbeWdl(LoadGame("4K3/8/8/8/8/8/8/r3k3 w - - 0 1"), success); }),
+              "Corrupted table.\n");
     EXPECT_EQ(success, 0);
 
     // A DTZ file with a wrong magic is reported once; its material keeps failing from the cache.
-    copy = dir.Copy(wdl);
+    dir.Copy(wdl);
     auto dtzCopy = dir.Copy(dtz);
     bytes = ReadBytes(dtzCopy);
     bytes[3] ^= 0x80;
     WriteBytes(dtzCopy, bytes, bytes.size());
     LoadTables(dir.path.string());
-    testing::internal::CaptureStdout();
-    for (int i = 0; i < 2; ++i) {
-        ProbeDtzTable(*PlacePieces({{0, KING, 4}, {0, ROOK, 0}, {1, KING, 60}}, false), 2, success);
-        EXPECT_EQ(success, 0);
-    }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Corrupted table.\n");
+    EXPECT_EQ(Printed([&] {
+                  for (int i = 0; i < 2; ++i) EXPECT_EQ((ProbeDtzTable(*LoadGame(krvk), 2, success), success), 0);
+              }),
+              "Corrupted table.\n");
     success = 1;
-    ProbeWdlTable(*PlacePieces({{0, KING, 4}, {0, ROOK, 0}, {1, KING, 60}}, false), success);
+    ProbeWdlTable(*LoadGame(krvk), success);
     EXPECT_EQ(success, 1);
 }
 
-// Truncated files are refused as corrupt; flipped header and section bytes may decode to anything the
-// table kind can hold, but never lead outside the mapping.
 TEST(TablebaseCorrupt, TruncatedAndFlippedTables) {
     REQUIRE_SHARED_FILE(any, "syzygy/KQvKR.rtbw");
     for (const Material& m : MATERIALS)
@@ -367,33 +354,6 @@ TEST(TablebaseDecode, LeadingPiecesCoverTheIndexRangeExactly) {
                 }
         for (size_t i = 0; i < used.size(); ++i) ASSERT_TRUE(used[i]) << num << " " << i;
     }
-}
-
-// Pawn encodings are checked through the reference probes of pawn tables; a pawn on the last rank has no index.
-TEST(TablebaseDecode, PawnOnTheLastRankHasNoIndex) {
-    InitIndexTables();
-    TableEntry one{};
-    one.num = 3;
-    one.hasPawns = 1;
-    one.pawns[0] = 1;
-    const uint8_t norm[TBPIECES] = {1, 1, 1};
-    const int32_t factor[TBPIECES] = {1, 6, 6 * 63};
-    int promoted[TBPIECES] = {59, 4, 60};
-    EXPECT_EQ(EncodePawn(one, norm, promoted, factor), ~uint64_t(0));
-}
-
-TEST(TablebaseDecode, SingleValueTablesAndIndicesOutsideTheTable) {
-    PairsData single{};
-    single.idxBits = 0;
-    single.minLen = 3;
-    EXPECT_EQ(DecompressPairs(single, 0), 3);
-    EXPECT_EQ(DecompressPairs(single, 123456789), 3);
-
-    PairsData empty{};
-    empty.idxBits = 4;
-    empty.indexEntries = 2;
-    EXPECT_EQ(DecompressPairs(empty, 32), 0);
-    EXPECT_EQ(DecompressPairs(empty, ~uint64_t(0)), 0);
 }
 
 }  // namespace
