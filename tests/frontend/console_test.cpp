@@ -167,7 +167,7 @@ TEST(ConsoleTranscript, MoveListings) {
     run = Console("setboard r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1\ngen\nq\n");
     std::string listed;
     for (size_t at = 0; (at = run.out.find("Move: ", at)) != std::string::npos; at += 6) listed += run.out.substr(at + 6, 4) + " ";
-    EXPECT_EQ(listed, "g2h3 e5f7 e5d7 e5g6 e2a6 f3f6 f3h3 e1g1 e1c1 g2g4 a2a4 d5d6 g2g3 b2b3 a2a3 e5c6 e5g4 e5c4 e5d3 "
+    EXPECT_EQ(listed, "d5e6 g2h3 e5f7 e5d7 e5g6 e2a6 f3f6 f3h3 e1g1 e1c1 g2g4 a2a4 d5d6 g2g3 b2b3 a2a3 e5c6 e5g4 e5c4 e5d3 "
                       "c3b5 c3a4 c3d1 c3b1 e2b5 e2c4 e2d3 e2f1 e2d1 d2h6 d2g5 d2f4 d2e3 d2c1 h1g1 h1f1 a1d1 a1c1 a1b1 "
                       "f3h5 f3f5 f3g4 f3f4 f3g3 f3e3 f3d3 e1f1 e1d1 ");
 
