@@ -87,29 +87,6 @@ TEST(Fen, RejectsMalformedFieldsKeepingWhatWasWritten) {
     for (const char* text : {"", "e2", "e2e", "i2e4", "e0e4", "e2e9", "E2E4"}) EXPECT_EQ(TextToMove(*pos, text), 0u);
 }
 
-TEST(Fen, GarbageIsRefusedOrReadsBackConsistently) {
-    uint64_t s = 0x2545F4914F6CDD1Dull;
-    const auto next = [&s] { return s ^= s << 13, s ^= s >> 7, s ^= s << 17; };
-    const std::string alphabet = "pnbrqkPNBRQK12345678/ wb-KQkqabcdefgh36 0\t";
-    const std::string valid = "r3k2r/pp1ppp1p/8/2pP4/8/8/PPP1PPPP/R3K2R w KQkq c6 3 20";
-    for (int i = 0; i < 20000; ++i) {
-        std::string text = i % 3 == 0 ? valid : "";
-        for (int k = 0, n = 1 + int(next() % 3); i % 3 == 0 && k < n; ++k)
-            text[next() % text.size()] = alphabet[next() % alphabet.size()];
-        for (int k = 0, n = i % 3 == 1 ? int(next() % 90) : 0; k < n; ++k) text += alphabet[next() % alphabet.size()];
-        for (int k = 0, n = i % 3 == 2 ? int(next() % 300) : 0; k < n; ++k) text += char(1 + next() % 255);
-        if (next() % 4 == 0) text.resize(next() % (text.size() + 1));
-        if (Parse(text, i % 5 == 0 ? text.c_str() + text.size() / 2 : nullptr)) {
-            const Position saved = *mainContext.current;
-            EXPECT_EQ(saved.key, ComputeKey(*mainContext.current)) << text;
-            ASSERT_EQ(1, Parse(FenOf(saved))) << text;
-            EXPECT_EQ(mainContext.current->key, saved.key) << text;
-        }
-        const Move m = TextToMove(*mainContext.current, text.c_str());
-        EXPECT_TRUE(m == 0 || (MoveFrom(m) < 64 && MoveTo(m) < 64));
-    }
-}
-
 TEST(Fen, BoardDrawing) {
     Position* pos = LoadGame(START, "e2e4");
     testing::internal::CaptureStdout();

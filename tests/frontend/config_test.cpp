@@ -76,24 +76,11 @@ TEST(Settings, AcceptedValuesAndDerivedSizes) {
                              " 1 1 1 [] [] 5 | 20 5 5 5 15 | 720000 720000 720000");
 }
 
-// The shipped example must name every key where the reader finds it, and copying it unchanged must give the
-// engine of no settings file at all.
-TEST(Settings, ExampleFileNamesEveryKeyAtItsDefault) {
+// Copying the shipped example unchanged must give the engine of no settings file at all.
+TEST(Settings, ExampleFileGivesTheDefaults) {
     const std::string example = FERROLUNE_SOURCE_DIR "/ferrolune.example.ini";
     const std::string text = ReadFile(example);
     ASSERT_FALSE(text.empty()) << example;
     Load(text.c_str());
     EXPECT_EQ(Summary(), DEFAULTS);
-
-    const char* const keys[][2] = {
-        {"ENGINE", "MaxDepth"},     {"ENGINE", "Thread"},        {"ENGINE", "PostThinking"}, {"ENGINE", "HashSize"},
-        {"ENGINE", "HashPawnSize"}, {"BOOK", "BookFile"},        {"BOOK", "Book"},           {"BOOK", "RandBook"},
-        {"TABLEBASE", "Syzygy"},    {"TABLEBASE", "dtzPath"},    {"TABLEBASE", "wdlPath"},   {"TABLEBASE", "SyzygyMen"},
-        {"TIME", "SuddenDeath"},    {"TIME", "MoreTime"},        {"TIME", "LessTime"},       {"TIME", "FastGame"},
-        {"TIME", "FastOpening"}};
-    for (const auto& k : keys) {
-        char value[256];
-        IniGetString(k[0], k[1], "(missing)", value, sizeof value, example.c_str());
-        EXPECT_STRNE(value, "(missing)") << k[0] << " " << k[1];
-    }
 }

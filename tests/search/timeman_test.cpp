@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <thread>
-
 #include "frontend/uci.h"
 #include "search/iterate.h"
 #include "search/search.h"
@@ -50,41 +47,6 @@ TEST(AllocateTime, DivisorAndAllotment) {
     AllocateTime(tc, 30);
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(ponderEnabled + pondering, 0u);
-}
-
-// Milliseconds until the timer raised the stop flag, or -1 when it did not within the patience.
-int WaitForStop(int32_t start, int patienceMs) {
-    for (int i = 0; i < patienceMs; ++i) {
-        if (searchStop) return int32_t(uint32_t(ClockMs()) - uint32_t(start));
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return -1;
-}
-
-TEST(Timer, StopsAfterTheLimitAndOnlyForItsSearch) {
-    testing::internal::CaptureStdout();
-    // A move-time limit makes even a console search timed: 5 centiseconds.
-    TimeControl tc = Clocks(720000, 720000);
-    tc.moveTimeLimit = 5;
-    auto start = [&] {
-        tc.startTime = ClockMs();
-        BindTimerToSearch(tc.startTime);
-        iterationAbort = 0;
-        AllocateTime(tc, 30);
-    };
-    start();
-    EXPECT_GE(WaitForStop(tc.startTime, 5000), 50);
-    EXPECT_EQ(iterationAbort.load(), 1u);
-
-    // Retired when its search is over, or once a later search has begun, a timer stops nothing.
-    start();
-    RetireTimer();
-    EXPECT_EQ(WaitForStop(tc.startTime, 200), -1);
-    start();
-    BindTimerToSearch(tc.startTime + 1);
-    EXPECT_EQ(WaitForStop(tc.startTime, 200), -1);
-    RetireTimer();
-    testing::internal::GetCapturedStdout();
 }
 
 }  // namespace

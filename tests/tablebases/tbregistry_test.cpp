@@ -14,32 +14,6 @@
 
 namespace {
 
-struct PlacedPiece {
-    int colour;  // 0 White, 1 Black
-    int kind;
-    int square;  // real square, a1 = 0
-};
-
-// Writes the placement into record 0 of the main stack (White to move unless blackToMove) and returns it.
-inline Position* PlacePieces(const std::vector<PlacedPiece>& pieces, bool blackToMove, int epFile = 8,
-                             int halfmoveClock = 0) {
-    Position& p = mainContext.positionStack[0];
-    std::memset(&p, 0, sizeof(p));
-    for (const PlacedPiece& pc : pieces) {
-        Bitboard b = SquareBit(pc.square);
-        if (pc.kind & 1) p.plane1 |= b;
-        if (pc.kind & 2) p.plane2 |= b;
-        if (pc.kind & 4) p.plane4 |= b;
-        if (pc.colour == 0) p.own |= b;
-    }
-    p.epFile = uint8_t(epFile);
-    p.halfmoveClock = uint8_t(halfmoveClock);
-    if (blackToMove) FlipPosition(p);
-    p.key = ComputeKey(p);
-    mainContext.current = &p;
-    return &p;
-}
-
 int SlotsOf(const TableEntry* entry) {
     int n = 0;
     for (auto& bucket : tableHash)
@@ -190,39 +164,6 @@ TEST(TablebaseRegistry, MissingDtzFileOfARegisteredTableEndsTheProcess) {
     EXPECT_EXIT(ProbeDtz(pos, success), testing::ExitedWithCode(1), "");
 }
 
-struct Material {
-    const char* name;
-    std::vector<PlacedPiece> pieces;  // squares are chosen by Placements
-};
-
-const Material MATERIALS[] = {
-    {"KQvKR", {{0, KING, 0}, {0, QUEEN, 0}, {1, KING, 0}, {1, ROOK, 0}}},
-    {"KRvKP", {{0, KING, 0}, {0, ROOK, 0}, {1, KING, 0}, {1, PAWN, 0}}},
-    {"KQQvK", {{0, KING, 0}, {0, QUEEN, 0}, {0, QUEEN, 0}, {1, KING, 0}}},
-    {"KPvKP", {{0, KING, 0}, {0, PAWN, 0}, {1, KING, 0}, {1, PAWN, 0}}},
-};
-
-// Deterministic placements of the material on distinct squares, pawns off the first and last rank, kings apart.
-std::vector<std::vector<PlacedPiece>> Placements(const Material& m, int count) {
-    std::vector<std::vector<PlacedPiece>> out;
-    uint64_t state = 0x9E3779B97F4A7C15ull;
-    while (int(out.size()) < count) {
-        std::vector<PlacedPiece> placed = m.pieces;
-        Bitboard used = 0;
-        for (PlacedPiece& p : placed) {
-            do {
-                state = state * 6364136223846793005ull + 1442695040888963407ull;
-                p.square = int(state >> 58);
-            } while ((used & SquareBit(p.square)) || (p.kind == PAWN && (p.square < 8 || p.square >= 56)));
-            used |= SquareBit(p.square);
-        }
-        int k1 = placed[0].square, k2 = placed[2].square;
-        if (std::abs(FileOf(k1) - FileOf(k2)) <= 1 && std::abs(RankOf(k1) - RankOf(k2)) <= 1) continue;
-        out.push_back(placed);
-    }
-    return out;
-}
-
 std::vector<char> ReadBytes(const fs::path& p) {
     std::ifstream in(p, std::ios::binary);
     return std::vector<char>(std::istreambuf_iterator<char>(in), {});
@@ -230,31 +171,6 @@ std::vector<char> ReadBytes(const fs::path& p) {
 
 void WriteBytes(const fs::path& p, const std::vector<char>& bytes, size_t length) {
     std::ofstream(p, std::ios::binary | std::ios::trunc).write(bytes.data(), std::streamsize(length));
-}
-
-// Probes every placement with both sides to move in the table of the given kind; returns what was printed.
-// Values that come back must be ones the table kind can hold.
-std::string ProbeAll(const std::string& dir, const Material& m, bool dtz, int& failures) {
-    std::string printed = LoadTables(dir);
-    testing::internal::CaptureStdout();
-    failures = 0;
-    for (const auto& placed : Placements(m, 40))
-        for (bool black : {false, true}) {
-            Position* pos = PlacePieces(placed, black);
-            int success = 1;
-            if (!dtz) {
-                const int v = ProbeWdlTable(*pos, success);
-                EXPECT_TRUE(!success || (v >= -2 && v <= 2)) << v;
-            } else {
-                for (int wdl : {-2, 0, 2}) {
-                    success = 1;
-                    const int v = ProbeDtzTable(*pos, wdl, success);
-                    EXPECT_TRUE(success != 1 || (v >= 0 && v <= 510)) << v;
-                }
-            }
-            failures += success == 0;
-        }
-    return printed + testing::internal::GetCapturedStdout();
 }
 
 TEST(TablebaseCorrupt, WrongMagicDropsTheWdlMaterialAndLeavesTheDtzSlotEmpty) {
@@ -294,43 +210,36 @@ TEST(TablebaseCorrupt, WrongMagicDropsTheWdlMaterialAndLeavesTheDtzSlotEmpty) {
     EXPECT_EQ(success, 1);
 }
 
-TEST(TablebaseCorrupt, TruncatedAndFlippedTables) {
+// Truncated files are refused as corrupt, whatever the probe; what damaged contents may decode to is the
+// table fuzzer's concern.
+TEST(TablebaseCorrupt, TruncatedTablesAreRefused) {
     REQUIRE_SHARED_FILE(any, "syzygy/KQvKR.rtbw");
-    for (const Material& m : MATERIALS)
+    const char* const materials[][3] = {{"KQvKR", "4k3/8/8/8/8/8/8/r2QK3 w - - 0 1", "4k3/8/8/8/8/8/8/r2QK3 b - - 0 1"},
+                                        {"KRvKP", "4k3/3p4/8/8/8/8/8/R3K3 w - - 0 1", "4k3/3p4/8/8/8/8/8/R3K3 b - - 0 1"}};
+    for (const auto& m : materials)
         for (bool dtz : {false, true}) {
             ScratchDir dir("damaged");
-            auto wdlCopy = dir.Copy(any.parent_path() / (std::string(m.name) + ".rtbw"));
-            auto target = dtz ? dir.Copy(any.parent_path() / (std::string(m.name) + ".rtbz")) : wdlCopy;
+            const fs::path wdlCopy = dir.Copy(any.parent_path() / (std::string(m[0]) + ".rtbw"));
+            const fs::path target = dtz ? dir.Copy(any.parent_path() / (std::string(m[0]) + ".rtbz")) : wdlCopy;
             const std::vector<char> bytes = ReadBytes(target);
-            int failures;
-            for (size_t length : {size_t(0), size_t(5), size_t(24), bytes.size() / 2,
-                                  bytes.size() - 81}) {  // the files end in 16 to 80 bytes past their last section
+            // The files end in 16 to 80 bytes past their last section.
+            for (size_t length : {size_t(0), size_t(5), size_t(24), bytes.size() / 2, bytes.size() - 81}) {
                 WriteBytes(target, bytes, length);
-                std::string out = ProbeAll(dir.path.string(), m, dtz, failures);
-                EXPECT_NE(out.find("Corrupted table.\n"), std::string::npos) << m.name << " " << length;
-                EXPECT_EQ(failures, 80) << m.name << " " << length;
-            }
-            std::vector<std::pair<size_t, char>> flips;
-            for (size_t i = 4; i < std::min<size_t>(bytes.size(), 48); ++i) flips.push_back({i, char(0xFF)});
-            for (size_t i = 1; i < 8; ++i) flips.push_back({bytes.size() * i / 8, char(0x10)});
-            for (auto [offset, flip] : flips) {
-                std::vector<char> damaged = bytes;
-                damaged[offset] ^= flip;
-                WriteBytes(target, damaged, damaged.size());
-                ProbeAll(dir.path.string(), m, dtz, failures);
+                int failures = 0;
+                LoadTables(dir.path.string());
+                const std::string out = Printed([&] {
+                    for (int side : {1, 2}) {
+                        int success = 1;
+                        if (dtz) ProbeDtzTable(*LoadGame(m[side]), 2, success);
+                        else ProbeWdlTable(*LoadGame(m[side]), success);
+                        failures += success == 0;
+                    }
+                });
+                EXPECT_NE(out.find("Corrupted table.\n"), std::string::npos) << m[0] << " " << length;
+                EXPECT_EQ(failures, 2) << m[0] << " " << length;
             }
         }
 }
-
-TableEntry& PawnlessEntry(int num, int encType) {
-    static TableEntry e{};
-    e.num = uint8_t(num);
-    e.encType = uint8_t(encType);
-    e.hasPawns = 0;
-    return e;
-}
-
-bool InTriangle(int sq) { return FileOf(sq) <= 3 && RankOf(sq) <= FileOf(sq); }
 
 // Every placement of the leading pieces lands in the index range and every index is used: three distinct
 // pieces (the first folded into the triangle a1-d1-d4) give 31332, a pair of kings apart gives 462.
@@ -338,7 +247,9 @@ TEST(TablebaseDecode, LeadingPiecesCoverTheIndexRangeExactly) {
     InitIndexTables();
     const int32_t factor[TBPIECES] = {1};
     for (int num : {2, 3}) {
-        TableEntry& e = PawnlessEntry(num, num == 3 ? 0 : 2);
+        TableEntry e{};
+        e.num = uint8_t(num);
+        e.encType = uint8_t(num == 3 ? 0 : 2);
         const uint8_t norm[TBPIECES] = {uint8_t(num)};
         std::vector<bool> used(num == 3 ? 31332 : 462);
         for (int a = 0; a < 64; ++a)
@@ -349,7 +260,7 @@ TEST(TablebaseDecode, LeadingPiecesCoverTheIndexRangeExactly) {
                     int sq[TBPIECES] = {a, b, c};
                     const uint64_t idx = EncodePiece(e, norm, sq, factor);
                     ASSERT_LT(idx, used.size()) << a << " " << b << " " << c;
-                    ASSERT_TRUE(num == 2 || InTriangle(sq[0]));
+                    ASSERT_TRUE(num == 2 || (FileOf(sq[0]) <= 3 && RankOf(sq[0]) <= FileOf(sq[0])));
                     used[idx] = true;
                 }
         for (size_t i = 0; i < used.size(); ++i) ASSERT_TRUE(used[i]) << num << " " << i;
