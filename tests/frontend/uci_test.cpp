@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "frontend/config.h"
@@ -19,94 +19,55 @@ namespace {
 
 const std::string PROMPT = "enter 'console' for console mode... ";
 
-// The engine as a GUI sees it: lines written to its input, lines read from its output as they come.
+// The engine as a GUI sees it: lines written to its input as the test goes, its output read as it comes.
 class UciSession {
 public:
     explicit UciSession(const std::string& book) : dir_("uci") {
-        const fs::path dir = dir_.path;
         dir_.Write("ferrolune.ini", "[ENGINE]\nThread=1\nHashSize=16\nHashPawnSize=1\n[BOOK]\n" + book +
                                         "\n[TABLEBASE]\nSyzygy=false\n");
-        // An engine that dies must fail the test, not end it through SIGPIPE.
-        ::signal(SIGPIPE, SIG_IGN);
-        int in[2], out[2];
-        if (::pipe(in) != 0 || ::pipe(out) != 0) return;
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            ::dup2(in[0], 0);
-            ::dup2(out[1], 1);
-            ::dup2(::open("/dev/null", O_WRONLY), 2);
-            ::close(in[1]);
-            ::close(out[0]);
-            if (::chdir(dir.c_str()) == 0) ::execl(FERROLUNE_BINARY, FERROLUNE_BINARY, static_cast<char*>(nullptr));
-            ::_exit(127);
-        }
-        ::close(in[0]);
-        ::close(out[1]);
-        toEngine_ = in[1];
-        fromEngine_ = out[0];
+        ::signal(SIGPIPE, SIG_IGN);  // an engine that dies must fail the test, not end it
+        const std::string cmd = "cd '" + dir_.path.string() + "' && exec '" FERROLUNE_BINARY "' > out.txt 2> /dev/null";
+        engine_ = ::popen(cmd.c_str(), "w");
     }
     ~UciSession() {
-        if (toEngine_ >= 0) ::close(toEngine_);
-        ::close(fromEngine_);
-        if (pid_ > 0 && !exited_) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-        }
+        if (engine_) Send("quit"), Close();
     }
-
     void Send(const std::string& line) {
-        std::string text = line + "\n";
-        ASSERT_EQ(::write(toEngine_, text.data(), text.size()), ssize_t(text.size()));
+        const std::string text = line + "\n";  // written whole: the line may hold a NUL byte
+        std::fwrite(text.data(), 1, text.size(), engine_);
+        std::fflush(engine_);
     }
-    void CloseInput() { ::close(toEngine_), toEngine_ = -1; }
-
-    // The first line beginning with prefix, or "" when none came within the time; all lines read are kept.
+    // Ends the input and waits for the engine to end; its exit status.
+    int Close() {
+        const int status = ::pclose(engine_);
+        engine_ = nullptr;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    // The next line beginning with prefix, or "" when none came within the time; all lines read are kept.
     std::string WaitFor(const std::string& prefix, int timeoutMs) {
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        for (;;) {
-            for (size_t eol; (eol = pending_.find('\n')) != std::string::npos;) {
-                std::string line = pending_.substr(0, eol);
-                pending_.erase(0, eol + 1);
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        for (;; std::this_thread::sleep_for(std::chrono::milliseconds(2))) {
+            const std::string out = ReadFile(dir_.path / "out.txt");
+            for (size_t eol; (eol = out.find('\n', read_)) != std::string::npos; read_ = eol + 1) {
+                std::string line = out.substr(read_, eol - read_);
                 // The start-up prompt ends without a newline, so the first answer shares its line.
-                if (line.compare(0, PROMPT.size(), PROMPT) == 0) line.erase(0, PROMPT.size());
+                if (line.starts_with(PROMPT)) line.erase(0, PROMPT.size());
                 lines_.push_back(line);
-                if (line.compare(0, prefix.size(), prefix) == 0) return line;
+                if (line.starts_with(prefix)) return read_ = eol + 1, line;
             }
-            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-            if (left.count() <= 0) return "";
-            pollfd fd{fromEngine_, POLLIN, 0};
-            if (::poll(&fd, 1, int(left.count())) <= 0) continue;
-            char buffer[4096];
-            ssize_t n = ::read(fromEngine_, buffer, sizeof buffer);
-            if (n <= 0) return "";
-            pending_.append(buffer, size_t(n));
+            if (std::chrono::steady_clock::now() > deadline) return "";
         }
     }
-
-    bool Saw(const std::string& prefix) {
-        for (const auto& line : lines_)
-            if (line.compare(0, prefix.size(), prefix) == 0) return true;
-        return false;
-    }
-
-    // Exit status once the process has ended within the time, else -1.
-    int WaitExit(int timeoutMs) {
-        for (int waited = 0, status; waited < timeoutMs; waited += 10, ::usleep(10000))
-            if (::waitpid(pid_, &status, WNOHANG) == pid_) {
-                exited_ = true;
-                return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            }
-        return -1;
+    bool Saw(const std::string& prefix) const {
+        return std::any_of(lines_.begin(), lines_.end(), [&](const std::string& l) { return l.starts_with(prefix); });
     }
 
     std::vector<std::string> lines_;
 
 private:
     ScratchDir dir_;
-    pid_t pid_ = -1;
-    bool exited_ = false;
-    int toEngine_ = -1, fromEngine_ = -1;
-    std::string pending_;
+    FILE* engine_ = nullptr;
+    size_t read_ = 0;
 };
 
 std::string MoveOf(const std::string& bestmoveLine) {
@@ -218,7 +179,7 @@ TEST(UciEndToEnd, AGameAsAnInterfacePlaysIt) {
     engine.Send("stop");
     EXPECT_NE(engine.WaitFor("bestmove ", 1000), "");
     engine.Send("quit");
-    EXPECT_EQ(engine.WaitExit(5000), 0);
+    EXPECT_EQ(engine.Close(), 0);
 }
 
 // Batch sessions: the whole input at once, so "quit" or the end of the input meets a search still running.
