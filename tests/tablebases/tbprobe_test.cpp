@@ -12,32 +12,9 @@
 
 namespace {
 
-struct RootCase {
-    std::string fen;
-    int rootOk = 0;
-    int rootScore = 0;
-    std::map<std::string, int> kept;
-};
-
+// A number field of one object of the reference file; the objects hold fen, wdl, dtz, root_ok, root_score, kept.
 int NumberAfter(const std::string& line, const std::string& field) {
     return std::stoi(line.substr(line.find("\"" + field + "\": ") + field.size() + 4));
-}
-
-// The reference file's objects have a fixed shape: fen, wdl, dtz, root_ok, root_score, kept.
-RootCase ParseRootCase(const std::string& line) {
-    RootCase c;
-    size_t fenStart = line.find("\"fen\": \"") + 8;
-    c.fen = line.substr(fenStart, line.find('"', fenStart) - fenStart);
-    c.rootOk = NumberAfter(line, "root_ok");
-    c.rootScore = NumberAfter(line, "root_score");
-    std::string kept = line.substr(line.find("\"kept\": {") + 9);
-    std::stringstream in(kept.substr(0, kept.find('}')));
-    std::string item;
-    while (std::getline(in, item, ',')) {
-        size_t q1 = item.find('"'), q2 = item.find('"', q1 + 1);
-        c.kept[item.substr(q1 + 1, q2 - q1 - 1)] = std::stoi(item.substr(item.find(':') + 1));
-    }
-    return c;
 }
 
 }  // namespace
@@ -99,21 +76,25 @@ TEST(TablebaseProbe, RootFilterKeepsTheReferenceMovesWithTheirScores) {
     std::string line;
     int checked = 0;
     while (std::getline(in, line)) {
-        RootCase c = ParseRootCase(line);
-        Position* pos = LoadGame(c.fen);
+        const size_t fenAt = line.find("\"fen\": \"") + 8, keptAt = line.find("\"kept\": {") + 9;
+        const std::string fen = line.substr(fenAt, line.find('"', fenAt) - fenAt);
+        std::map<std::string, int> expected, kept;
+        std::stringstream items(line.substr(keptAt, line.find('}', keptAt) - keptAt));
+        for (std::string item; std::getline(items, item, ',');) {
+            const size_t q = item.find('"');
+            expected[item.substr(q + 1, item.find('"', q + 1) - q - 1)] = std::stoi(item.substr(item.find(':') + 1));
+        }
+        Position* pos = LoadGame(fen);
         MoveEntry list[MOVELIST_SIZE];
         MoveEntry* end = GenerateLegal(*pos, list);
         int16_t score = 0;
-        EXPECT_EQ(RootProbe(pos, list, score, end), c.rootOk) << c.fen;
-        EXPECT_EQ(score, c.rootScore) << c.fen;
-        std::map<std::string, int> kept;
+        EXPECT_EQ(RootProbe(pos, list, score, end), NumberAfter(line, "root_ok")) << fen;
+        EXPECT_EQ(score, NumberAfter(line, "root_score")) << fen;
         for (MoveEntry* m = list; m < end; ++m) {
-            char text[MOVE_TEXT_SIZE];
-            MoveToText(text, m->move, int(pos->side));
-            kept[text] = m->score;
-            EXPECT_TRUE(c.rootScore <= 0 || m == list || m[-1].score >= m->score) << "kept moves sorted";
+            kept[MoveText(*pos, m->move)] = m->score;
+            EXPECT_TRUE(score <= 0 || m == list || m[-1].score >= m->score) << "kept moves sorted";
         }
-        EXPECT_EQ(kept, c.kept) << c.fen;
+        EXPECT_EQ(kept, expected) << fen;
         ++checked;
     }
     EXPECT_EQ(checked, 60);
@@ -151,21 +132,16 @@ TEST(TablebaseProbe, BareKingsNeedNoTableAndMissingTablesFail) {
     ScratchDir dir("empty");
     LoadTables(dir.path.string());
     int success = 7;
-    EXPECT_EQ(ProbeWdl(LoadGame("8/8/3k4/8/8/3K4/8/8 w - - 0 1"), success), 0);
-    EXPECT_EQ(success, 1);
-    EXPECT_EQ(ProbeDtz(LoadGame("8/8/3k4/8/8/3K4/8/8 b - - 0 1"), success), 0);
-    EXPECT_EQ(success, 1);
-    ProbeWdl(LoadGame("8/8/3k4/8/8/3K4/8/7Q w - - 0 1"), success);
-    EXPECT_EQ(success, 0);
+    EXPECT_TRUE(ProbeWdl(LoadGame("8/8/3k4/8/8/3K4/8/8 w - - 0 1"), success) == 0 && success == 1);
+    EXPECT_TRUE(ProbeDtz(LoadGame("8/8/3k4/8/8/3K4/8/8 b - - 0 1"), success) == 0 && success == 1);
     // A winning capture down to bare kings needs no table either, but the position's own table is still read.
-    ProbeWdl(LoadGame("8/8/3k4/8/8/3K4/3r4/8 w - - 0 1"), success);
-    EXPECT_EQ(success, 0);
-    Position* pos = LoadGame("8/8/3k4/8/8/3K4/8/7Q w - - 0 1");
+    for (const char* fen : {"8/8/3k4/8/8/3K4/8/7Q w - - 0 1", "8/8/3k4/8/8/3K4/3r4/8 w - - 0 1"})
+        EXPECT_TRUE((ProbeWdl(LoadGame(fen), success), success == 0)) << fen;
     MoveEntry list[MOVELIST_SIZE];
-    MoveEntry* end = GenerateLegal(*pos, list);
-    MoveEntry* endBefore = end;
+    MoveEntry* end = GenerateLegal(*mainContext.current, list);
+    MoveEntry* const endBefore = end;
     int16_t score = 0;
-    EXPECT_EQ(RootProbe(pos, list, score, end), 0);
+    EXPECT_EQ(RootProbe(mainContext.current, list, score, end), 0);
     EXPECT_EQ(end, endBefore);
 }
 

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "support.h"
-#include "tablebases/tbdecode.h"
 #include "tablebases/tbprobe.h"
 
 namespace {
@@ -68,31 +67,6 @@ TEST(TablebaseRegistry, RegistrationReadsOnlyTheNameOfAnExistingWdlFile) {
     EXPECT_TRUE(EntryOf("KQQvK")->encType == 2 && EntryOf("KQQvKRR")->encType == 2 && EntryOf("KRRvKR")->encType == 0);
     EXPECT_EQ(EntryOf("KQQvKRR")->num, 6);
     EXPECT_EQ(EntryOf("KQvK"), nullptr);
-}
-
-// Files for every material of up to six pieces under both colourings: only the designed enumeration's 510
-// names register, and the whole set fits the registry and its hash buckets.
-TEST(TablebaseRegistry, EveryMaterialOfUpToSixPiecesFitsTheRegistry) {
-    ScratchDir dir("allnames");
-    std::vector<std::string> sides[5];  // letter runs in the order Q, R, B, N, P, by length
-    sides[0] = {""};
-    for (int n = 1; n <= 4; ++n)
-        for (const std::string& shorter : sides[n - 1])
-            for (char c : std::string("QRBNP"))
-                if (shorter.empty() || std::string("QRBNP").find(c) >= std::string("QRBNP").find(shorter.back()))
-                    sides[n].push_back(shorter + c);
-    int files = 0;
-    for (int a = 0; a <= 4; ++a)
-        for (int b = 0; a + b <= 4; ++b)
-            for (const std::string& white : sides[a])
-                for (const std::string& black : sides[b]) {
-                    Touch(dir.path / ("K" + white + "vK" + black + ".rtbw"));
-                    ++files;
-                }
-    EXPECT_EQ(files, 1001);
-    EXPECT_EQ(LoadTables(dir.path.string()), "Found 510 tablebases.\n");
-    EXPECT_EQ(pieceTableCount, TBMAX_PIECE);
-    EXPECT_EQ(pawnTableCount, TBMAX_PAWN);
 }
 
 TEST(TablebaseRegistry, EnvironmentDirectoriesReplaceTheSettings) {
@@ -239,32 +213,6 @@ TEST(TablebaseCorrupt, TruncatedTablesAreRefused) {
                 EXPECT_EQ(failures, 2) << m[0] << " " << length;
             }
         }
-}
-
-// Every placement of the leading pieces lands in the index range and every index is used: three distinct
-// pieces (the first folded into the triangle a1-d1-d4) give 31332, a pair of kings apart gives 462.
-TEST(TablebaseDecode, LeadingPiecesCoverTheIndexRangeExactly) {
-    InitIndexTables();
-    const int32_t factor[TBPIECES] = {1};
-    for (int num : {2, 3}) {
-        TableEntry e{};
-        e.num = uint8_t(num);
-        e.encType = uint8_t(num == 3 ? 0 : 2);
-        const uint8_t norm[TBPIECES] = {uint8_t(num)};
-        std::vector<bool> used(num == 3 ? 31332 : 462);
-        for (int a = 0; a < 64; ++a)
-            for (int b = 0; b < 64; ++b)
-                for (int c = 0; c < (num == 3 ? 64 : 1); ++c) {
-                    const bool adjacent = std::abs(FileOf(a) - FileOf(b)) <= 1 && std::abs(RankOf(a) - RankOf(b)) <= 1;
-                    if (a == b || (num == 3 && (a == c || b == c)) || (num == 2 && adjacent)) continue;
-                    int sq[TBPIECES] = {a, b, c};
-                    const uint64_t idx = EncodePiece(e, norm, sq, factor);
-                    ASSERT_LT(idx, used.size()) << a << " " << b << " " << c;
-                    ASSERT_TRUE(num == 2 || (FileOf(sq[0]) <= 3 && RankOf(sq[0]) <= FileOf(sq[0])));
-                    used[idx] = true;
-                }
-        for (size_t i = 0; i < used.size(); ++i) ASSERT_TRUE(used[i]) << num << " " << i;
-    }
 }
 
 }  // namespace
