@@ -75,23 +75,11 @@ TEST(ConsoleTranscript, NumberCommandsAndTheirErrors) {
                            timeError + PROMPT + timeError + PROMPT + PROMPT);
 }
 
+// Named test positions, one with Black to move; the word must stand alone.
 TEST(ConsoleTranscript, TestPositionsSetTheBoard) {
-    struct Named {
-        const char* word;
-        const char* fen;
-    };
-    // Two of the named test positions, one with Black to move.
-    const std::vector<Named> positions = {{"n1", "3rk2r/ppp2ppp/8/3Pp3/8/8/PPP2PPP/R3K2R w KQk d6 "},
-                                          {"m1", "5k2/8/6r1/5K2/8/8/7p/8 b - - "}};
-    std::string input, expected;
-    for (const Named& p : positions) {
-        input += std::string(p.word) + "\ngetboard\n";
-        expected += PROMPT + PROMPT + "FEN: " + p.fen + "\n";
-    }
-    // A test position word must stand alone.
-    input += "m1 \nn2\nq\n";
-    expected += PROMPT + Unknown("m1 ") + PROMPT + Unknown("n2") + PROMPT;
-    EXPECT_EQ(Console(input).out, expected);
+    EXPECT_EQ(Console("n1\ngetboard\nm1\ngetboard\nm1 \nn2\nq\n").out,
+              PROMPT + PROMPT + "FEN: 3rk2r/ppp2ppp/8/3Pp3/8/8/PPP2PPP/R3K2R w KQk d6 \n" + PROMPT + PROMPT +
+                  "FEN: 5k2/8/6r1/5K2/8/8/7p/8 b - - \n" + PROMPT + Unknown("m1 ") + PROMPT + Unknown("n2") + PROMPT);
 }
 
 TEST(ConsoleTranscript, BoardTurnInvertNewAndUndo) {
@@ -231,7 +219,7 @@ TEST(ConsoleTranscript, ExchangeSelfTestAndScore) {
     ConsoleRun run = Console("see\ngetboard\nsetboard rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1\n"
                              "score\nq\n");
     EXPECT_EQ(run.status, 0);
-    const std::regex block("\nTestCase ([ 0-9]{2}) {22}Score: {10}[ 0-9-]{5}\nMove: {11}[ a-h1-8qrbn]{8} {6}SEE move: {7}"
+    const std::regex block("\nTestCase [ 0-9]{2} {22}Score: {10}[ 0-9-]{5}\nMove: {11}[ a-h1-8qrbn]{8} {6}SEE move: {7}"
                            "[ 0-9-]{8}\nBest: {11}[ a-h1-8qrbn]{8} {6}SEE best: {7}[ 0-9-]{8}\n");
     EXPECT_EQ(std::distance(std::sregex_iterator(run.out.begin(), run.out.end(), block), std::sregex_iterator()), 25);
     EXPECT_NE(run.out.find("\nTestCase  1                      Score:           -125\n"
