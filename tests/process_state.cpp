@@ -1,21 +1,14 @@
 // Every test starts from the same process-wide state, whatever ran before it and however that ended: the
 // suite must pass in any order (ctest runs each test in a process of its own, --gtest_shuffle in one).
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
-
-#include "board/position.h"
 #include "eval/pawns.h"
 #include "frontend/config.h"
 #include "frontend/input.h"
 #include "frontend/uci.h"
 #include "search/iterate.h"
-#include "search/search.h"
 #include "search/threads.h"
 #include "search/timeman.h"
 #include "search/tt.h"
-#include "tablebases/tbregistry.h"
+#include "support.h"
 
 namespace {
 

@@ -1,9 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <string>
-
 #include "board/makemove.h"
 #include "board/perft.h"
 #include "support.h"

@@ -1,11 +1,3 @@
-#include "board/movegen.h"
-
-#include <gtest/gtest.h>
-
-#include <set>
-#include <string>
-#include <vector>
-
 #include "board/makemove.h"
 #include "support.h"
 

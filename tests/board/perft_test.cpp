@@ -3,8 +3,6 @@
 // figures were computed with an independent move generator and the rule applied on top.
 #include "board/perft.h"
 
-#include <gtest/gtest.h>
-
 #include "board/makemove.h"
 #include "support.h"
 

@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "board/see.h"
 #include "support.h"
 

@@ -1,9 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-#include <vector>
-
 #include "book/book.h"
 #include "frontend/config.h"
 #include "support.h"

@@ -1,10 +1,6 @@
 #include "eval/evaluate.h"
 
-#include <gtest/gtest.h>
-
 #include <cctype>
-#include <cstring>
-#include <memory>
 
 #include "eval/pawns.h"
 #include "eval/trace.h"

@@ -1,9 +1,5 @@
 #include "eval/pawns.h"
 
-#include <gtest/gtest.h>
-
-#include <memory>
-
 #include "eval/trace.h"
 #include "support.h"
 

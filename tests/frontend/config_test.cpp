@@ -1,7 +1,4 @@
-#include <gtest/gtest.h>
-
 #include <cstdio>
-#include <string>
 
 #include "frontend/config.h"
 #include "frontend/minIni.h"

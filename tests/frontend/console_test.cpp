@@ -1,8 +1,4 @@
-#include <gtest/gtest.h>
-
 #include <regex>
-#include <string>
-#include <vector>
 
 #include "frontend/gameend.h"
 #include "frontend/selftest.h"

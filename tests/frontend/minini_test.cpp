@@ -1,8 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <string>
-
 #include "frontend/minIni.h"
 #include "support.h"
 

@@ -1,7 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "support.h"
 
 namespace {
@@ -16,7 +12,7 @@ std::string AfterSettings(const std::string& out) {
     return pos == std::string::npos ? out : out.substr(pos);
 }
 
-TEST(Startup, BannerPromptAndModeLines) {
+TEST(Startup, BannerPromptModeLinesAndArguments) {
     ScratchDir dir("startup");
     // Empty lines and unknown lines are ignored; "quit" ends with status 0.
     EngineRun run = RunEngine("\n\nhello\nquit\n", dir.path);
@@ -32,12 +28,9 @@ TEST(Startup, BannerPromptAndModeLines) {
     // Each front end returns to end the program, on "quit" or at the end of its input.
     for (const char* input : {"console\nquit\n", "uci\nquit\n", "c\n", "ucinewgame\n"})
         EXPECT_EQ(RunEngine(input, dir.path).status, 0) << input;
-}
 
-// --help and --version answer at once, without the banner or the settings file; an unknown argument is
-// refused rather than starting an engine that waits for input.
-TEST(Startup, HelpVersionAndUnknownArguments) {
-    ScratchDir dir("args");
+    // --help and --version answer at once, without the banner or the settings file; an unknown argument is
+    // refused rather than starting an engine that waits for input.
     EngineRun help = RunEngine("", dir.path, "--help");
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.out.find(RULE), std::string::npos);
@@ -45,7 +38,7 @@ TEST(Startup, HelpVersionAndUnknownArguments) {
         EXPECT_NE(help.out.find(mode), std::string::npos) << mode;
     EXPECT_EQ(RunEngine("", dir.path, "-h").out, help.out);
 
-    EngineRun run = RunEngine("", dir.path, "--version");
+    run = RunEngine("", dir.path, "--version");
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "ferrolune 1.0\n");
 
@@ -56,16 +49,15 @@ TEST(Startup, HelpVersionAndUnknownArguments) {
 }
 
 TEST(Startup, PerftMode) {
-    ScratchDir dir("perft");
-    EngineRun run = RunEngine("", dir.path, "perft 3 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1'");
+    EngineRun run = RunEngine("", SMALL_INI, "perft 3 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1'");
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "8902\n");
     // An unquoted FEN arrives split into fields.
-    run = RunEngine("", dir.path, "perft 2 8/3P4/8/8/8/8/5q1p/5K1k w - - 0 1");
+    run = RunEngine("", SMALL_INI, "perft 2 8/3P4/8/8/8/8/5q1p/5K1k w - - 0 1");
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "1\n");
     for (const char* bad : {"perft 3 'not a fen'", "perft 3x 8/8/8/8/8/8/8/K6k w - - 0 1", "perft 3"}) {
-        run = RunEngine("", dir.path, bad);
+        run = RunEngine("", SMALL_INI, bad);
         EXPECT_EQ(run.status, 1) << bad;
         ASSERT_FALSE(run.out.empty()) << bad;
         EXPECT_EQ(run.out.find('\n'), run.out.size() - 1) << run.out;  // one line
@@ -75,8 +67,7 @@ TEST(Startup, PerftMode) {
 // The node count of the fixed benchmark is the search's signature: it changes with the order of any
 // generated list, an ordering or pruning rule, an evaluation term, the table's replacement or a key.
 TEST(Startup, BenchSignature) {
-    ScratchDir dir("bench");
-    EngineRun run = RunEngine("", dir.path, "bench");
+    EngineRun run = RunEngine("", SMALL_INI, "bench");
     EXPECT_EQ(run.status, 0);
     std::string signature = ReadFile(FERROLUNE_SOURCE_DIR "/bench/signature.txt");
     signature.erase(signature.find_last_not_of(" \r\n") + 1);

@@ -1,14 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <signal.h>
-#include <sys/wait.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "frontend/config.h"
 #include "frontend/uci.h"
@@ -76,44 +70,35 @@ std::string MoveOf(const std::string& bestmoveLine) {
 
 }  // namespace
 
-TEST(UciCommands, GoValuesAreConvertedAndPersist) {
-    mainContext.current = NewGame();
+// Black's clocks after 1.e4 are converted in the end-to-end game below; here what persists and what is a keyword.
+TEST(UciCommands, GoValuesPersistAndOnlyWholeWordsCount) {
+    const auto clocks = [] {
+        const TimeControl& t = timeControl;
+        return std::to_string(t.moveTimeLimit) + " " + std::to_string(t.movesToGo) + " " + std::to_string(t.myTime) +
+               " " + std::to_string(t.oppTime) + " " + std::to_string(t.increment) + " " + std::to_string(settings.maxDepth);
+    };
     ASSERT_EQ(SetUciPosition("position startpos moves e2e4"), 1);  // Black to move
     timeControl.movesToGo = 0;
-    EXPECT_FALSE(ReadGoParameters("go wtime 60000 btime 30000 winc 1000 binc 2000"));
-    // Values a command does not give keep their earlier value.
-    EXPECT_FALSE(ReadGoParameters("go movetime 1000 movestogo 7"));
-    EXPECT_FALSE(ReadGoParameters("go wtime 5009 btime 40"));
-    EXPECT_EQ(timeControl.moveTimeLimit, 100);
-    EXPECT_EQ(timeControl.movesToGo, 7);
-    EXPECT_EQ(timeControl.myTime, 4);
-    EXPECT_EQ(timeControl.oppTime, 500);
-    EXPECT_EQ(timeControl.increment, 200);
-
-    // Only whole words are keywords; the depth limit takes 2..64 only.
     settings.maxDepth = 63;
-    EXPECT_FALSE(ReadGoParameters("go depth 1 nodes 5 mate 3 xwtime 7 wtimex 8"));
-    EXPECT_FALSE(ReadGoParameters("go depth 65"));
-    EXPECT_EQ(settings.maxDepth, 63);
-    EXPECT_EQ(timeControl.oppTime, 500);
+    // Values a command does not give keep their earlier value; the depth limit takes 2..64 only.
+    for (const char* go : {"go wtime 60000 btime 30000 winc 1000 binc 2000", "go movetime 1000 movestogo 7",
+                           "go wtime 5009 btime 40", "go depth 1 nodes 5 mate 3 xwtime 7 wtimex 8", "go depth 65"})
+        EXPECT_FALSE(ReadGoParameters(go)) << go;
+    EXPECT_EQ(clocks(), "100 7 4 500 200 63");
     EXPECT_FALSE(ReadGoParameters("go depth 5"));
-    EXPECT_EQ(settings.maxDepth, 5);
-
-    // White to move: the white values are ours.
-    ASSERT_EQ(SetUciPosition("position startpos"), 1);
+    ASSERT_EQ(SetUciPosition("position startpos"), 1);  // White's values are ours
     EXPECT_FALSE(ReadGoParameters("go btime 70000 wtime 80000 binc 3000 winc 500"));
-    EXPECT_EQ(timeControl.myTime, 8000);
-    EXPECT_EQ(timeControl.oppTime, 7000);
-    EXPECT_EQ(timeControl.increment, 50);
+    EXPECT_EQ(clocks(), "100 7 8000 7000 50 5");
 
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(ReadGoParameters("go ponder wtime 1000"));
-    EXPECT_EQ(pondering.load() * 2 + infiniteSearch.load(), 2u);
-    EXPECT_TRUE(ReadGoParameters("go infinite"));
-    EXPECT_EQ(infiniteSearch.load(), 1u);
-    EXPECT_FALSE(ReadGoParameters("go"));
-    EXPECT_EQ(pondering.load() + infiniteSearch.load(), 0u);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "#DEBUG: go ponder\nCommand: infinite\n");
+    const std::string out = Printed([] {
+        EXPECT_TRUE(ReadGoParameters("go ponder wtime 1000"));
+        EXPECT_EQ(pondering.load() * 2 + infiniteSearch.load(), 2u);
+        EXPECT_TRUE(ReadGoParameters("go infinite"));
+        EXPECT_EQ(infiniteSearch.load(), 1u);
+        EXPECT_FALSE(ReadGoParameters("go"));
+        EXPECT_EQ(pondering.load() + infiniteSearch.load(), 0u);
+    });
+    EXPECT_EQ(out, "#DEBUG: go ponder\nCommand: infinite\n");
 }
 
 TEST(UciEndToEnd, AGameAsAnInterfacePlaysIt) {

@@ -1,8 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-
 #include "board/makemove.h"
 #include "frontend/config.h"
 #include "frontend/uci.h"

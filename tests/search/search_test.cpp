@@ -1,7 +1,3 @@
-#include "search/search.h"
-
-#include <gtest/gtest.h>
-
 #include "eval/evaluate.h"
 #include "frontend/config.h"
 #include "search/ordering.h"

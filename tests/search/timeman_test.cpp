@@ -1,9 +1,7 @@
-#include <gtest/gtest.h>
-
 #include "frontend/uci.h"
 #include "search/iterate.h"
-#include "search/search.h"
 #include "search/timeman.h"
+#include "support.h"
 
 namespace {
 
@@ -39,14 +37,11 @@ TEST(AllocateTime, DivisorAndAllotment) {
     // No pondering against a clock below 12 seconds.
     ponderEnabled = 1;
     pondering = 1;
-    TimeControl tc = Clocks(30000, 1200);
-    testing::internal::CaptureStdout();
-    AllocateTime(tc, 30);
-    EXPECT_EQ(ponderEnabled + pondering, 2u);
-    tc.oppTime = 1199;
-    AllocateTime(tc, 30);
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(ponderEnabled + pondering, 0u);
+    for (int oppTime : {1200, 1199}) {
+        TimeControl tc = Clocks(30000, oppTime);
+        Printed([&] { AllocateTime(tc, 30); });
+        EXPECT_EQ(ponderEnabled + pondering, oppTime == 1200 ? 2u : 0u) << oppTime;
+    }
 }
 
 }  // namespace

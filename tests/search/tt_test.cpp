@@ -1,9 +1,5 @@
 #include "search/tt.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "support.h"
 
 namespace {

@@ -1,11 +1,6 @@
 #include "tablebases/tbprobe.h"
 
-#include <gtest/gtest.h>
-
-#include <map>
-#include <set>
 #include <thread>
-#include <vector>
 
 #include "support.h"
 #include "tablebases/tbselftest.h"
