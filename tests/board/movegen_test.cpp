@@ -1,8 +1,8 @@
 #include "board/makemove.h"
 #include "support.h"
 
-// The order of the generated lists is the search's order: the bench signature checks it as a whole,
-// the evasion and check lists below check it move by move.
+// The order of the generated lists is the search's order: the bench signature and the console's listing
+// check it as a whole, the evasion and check lists below move by move.
 namespace {
 
 using Texts = std::vector<std::string>;

@@ -4,7 +4,6 @@
 
 namespace {
 
-const char* const START_FEN = START;
 
 // A Polyglot move field from coordinate text such as "e7e8q".
 uint16_t MoveField(const std::string& text) {
@@ -81,61 +80,61 @@ TEST(BookMoveText, CastlingRewriteAndPromotion) {
 }
 
 TEST(BookLookup, SearchEdgesAndEntryLimit) {
-    const uint64_t key = BookKey(START_FEN);
+    const uint64_t key = BookKey(START);
 
     // The key at index 0: the search must reach the first entry. Weights give shares in file order.
     auto first = WriteBook("first", {{key, MoveField("e2e4"), 2, 0}, {key, MoveField("d2d4"), 1, 7},
                                      {key, MoveField("g1f3"), 1, 0}, {key + 1, MoveField("a2a3"), 9, 0},
                                      {key + 5, MoveField("b2b3"), 9, 0}});
     int result = -1;
-    EXPECT_EQ(ListOutput(first, START_FEN, &result),
+    EXPECT_EQ(ListOutput(first, START, &result),
               "move=e2e4 weight=50.00%\nmove=d2d4 weight=25.00%\nmove=g1f3 weight=25.00%\n");
     EXPECT_EQ(result, 0);
 
     // A key above every key in the file is absent.
     auto below = WriteBook("below", {{1, 1, 1, 0}, {2, 1, 1, 0}, {key - 1, MoveField("a2a3"), 1, 0}});
-    EXPECT_EQ(ListOutput(below, START_FEN, &result), std::to_string(key) + ": No such key\n");
+    EXPECT_EQ(ListOutput(below, START, &result), std::to_string(key) + ": No such key\n");
     EXPECT_EQ(result, 1);
 
     // The key as the last entry, after a long run of smaller keys, and a run spanning many probes.
     std::vector<BookEntry> many;
     for (int i = 0; i < 1000; ++i) many.push_back({uint64_t(i), 0, 1, 0});
     for (int i = 0; i < 37; ++i) many.push_back({key, MoveField(i % 2 ? "e2e4" : "d2d4"), 1, 0});
-    std::string listed = ListOutput(WriteBook("last", many), START_FEN);
+    std::string listed = ListOutput(WriteBook("last", many), START);
     EXPECT_EQ(std::count(listed.begin(), listed.end(), '\n'), 37);
     EXPECT_EQ(listed.substr(0, 23), "move=d2d4 weight= 2.70%");
 
     // Exactly 100 entries are all listed; a 101st fails, in the listing and in the choice.
     std::vector<BookEntry> hundred(100, BookEntry{key, MoveField("e2e4"), 0, 0});
     hundred.push_back({key + 1, MoveField("a2a3"), 1, 0});
-    listed = ListOutput(WriteBook("hundred", hundred), START_FEN, &result);
+    listed = ListOutput(WriteBook("hundred", hundred), START, &result);
     EXPECT_EQ(result, 0);
     EXPECT_EQ(std::count(listed.begin(), listed.end(), '\n'), 100);
     hundred.insert(hundred.begin(), BookEntry{key, MoveField("d2d4"), 1, 0});
     auto overfull = WriteBook("overfull", hundred);
-    EXPECT_EQ(ListOutput(overfull, START_FEN, &result), "Too many moves in this position (max=100)\n");
+    EXPECT_EQ(ListOutput(overfull, START, &result), "Too many moves in this position (max=100)\n");
     EXPECT_EQ(result, 1);
     char move[6] = "";
     testing::internal::CaptureStdout();
-    EXPECT_EQ(BookPick(overfull.c_str(), move, START_FEN), 1);
+    EXPECT_EQ(BookPick(overfull.c_str(), move, START), 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "#DEBUG: Too many moves in this position (max=100)\n");
 }
 
 TEST(BookPick, FirstEntryOrAnEntryOfTheKey) {
-    const uint64_t key = BookKey(START_FEN);
+    const uint64_t key = BookKey(START);
     auto book = WriteBook("pick", {{key - 3, MoveField("h2h3"), 50, 0}, {key, MoveField("e2e4"), 0, 0},
                                    {key, MoveField("e1h1"), 0, 0}, {key, MoveField("c2c4"), 900, 0},
                                    {key + 1, MoveField("a2a3"), 50, 0}});
     char move[6] = "";
     settings.randomBook = 0;
     testing::internal::CaptureStdout();
-    EXPECT_EQ(BookPick(book.c_str(), move, START_FEN), 0);
+    EXPECT_EQ(BookPick(book.c_str(), move, START), 0);
     EXPECT_STREQ(move, "e2e4");
 
     // Weights play no part in the random choice; every entry of the key can come out, no other.
     settings.randomBook = 1;
     for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(BookPick(book.c_str(), move, START_FEN), 0);
+        EXPECT_EQ(BookPick(book.c_str(), move, START), 0);
         EXPECT_TRUE(std::string(move) == "e2e4" || std::string(move) == "e1g1" || std::string(move) == "c2c4")
             << move;
     }
@@ -143,23 +142,23 @@ TEST(BookPick, FirstEntryOrAnEntryOfTheKey) {
 }
 
 TEST(BookLookup, ShortAndMissingFiles) {
-    const uint64_t key = BookKey(START_FEN);
+    const uint64_t key = BookKey(START);
     auto empty = WriteBook("empty", {});
     { std::ofstream(empty, std::ios::binary) << "0123456789"; }  // shorter than one entry
     int result = 0;
-    EXPECT_EQ(ListOutput(empty, START_FEN, &result), std::to_string(key) + ": No such key\n");
+    EXPECT_EQ(ListOutput(empty, START, &result), std::to_string(key) + ": No such key\n");
     EXPECT_EQ(result, 1);
     char move[6] = "";
     testing::internal::CaptureStdout();
-    EXPECT_EQ(BookPick(empty.c_str(), move, START_FEN), 1);
+    EXPECT_EQ(BookPick(empty.c_str(), move, START), 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 
     // The system's report on standard error, nothing on standard output.
     const std::string missing = (fs::temp_directory_path() / "ferrolune_no_such_book.bin").string();
     testing::internal::CaptureStderr();
     testing::internal::CaptureStdout();
-    EXPECT_EQ(BookList(missing.c_str(), START_FEN), 1);
-    EXPECT_EQ(BookPick(missing.c_str(), move, START_FEN), 1);
+    EXPECT_EQ(BookList(missing.c_str(), START), 1);
+    EXPECT_EQ(BookPick(missing.c_str(), move, START), 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     std::string report = missing + ": No such file or directory\n";
     EXPECT_EQ(testing::internal::GetCapturedStderr(), report + report);

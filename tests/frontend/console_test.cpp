@@ -9,15 +9,12 @@ namespace {
 const std::string PROMPT = "\nferrolune> ";
 const std::string WELCOME = "\nWelcome in ferrolune\ntype \"help\" to show commands list\n";
 
-struct ConsoleRun {
-    std::string out;  // everything after the welcome lines
-    int status;
-};
-
-ConsoleRun Console(const std::string& lines) {
+// A console session; its output after the welcome lines.
+EngineRun Console(const std::string& lines) {
     EngineRun run = RunEngine("console\n" + lines);
-    auto at = run.out.find(WELCOME);
-    return {at == std::string::npos ? "<no welcome>\n" + run.out : run.out.substr(at + WELCOME.size()), run.status};
+    const auto at = run.out.find(WELCOME);
+    run.out = at == std::string::npos ? "<no welcome>\n" + run.out : run.out.substr(at + WELCOME.size());
+    return run;
 }
 
 // The drawing PrintBoard makes of a FEN, produced in this process.
@@ -49,7 +46,7 @@ std::string Unknown(const std::string& line) { return "Error (unknown command): 
 }  // namespace
 
 TEST(ConsoleTranscript, HelpUnknownAndQuit) {
-    ConsoleRun run = Console("help\nbb\nhelp \nHELP\n\nturnx\nquit\nhelp\n");
+    EngineRun run = Console("help\nbb\nhelp \nHELP\n\nturnx\nquit\nhelp\n");
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, PROMPT + HELP + PROMPT + Unknown("bb") + PROMPT + Unknown("help ") + PROMPT +
                            Unknown("HELP") + PROMPT + Unknown("") + PROMPT + Unknown("turnx") + PROMPT);
@@ -66,7 +63,7 @@ TEST(ConsoleTranscript, NumberCommandsAndTheirErrors) {
     const std::string depthError = "Error (depth out of bound): Insert depth between 2 and 63\n";
     const std::string timeError = "Error (movetime out of bound): Insert movetime > 0 \n";
     // "sdx" reads as "sd" without a number.
-    ConsoleRun run = Console("sd 64\nsd 9999\nsd 2\nsd 1\nsdx\nst 0\nstop\nst 5\nq\n");
+    EngineRun run = Console("sd 64\nsd 9999\nsd 2\nsd 1\nsdx\nst 0\nstop\nst 5\nq\n");
     EXPECT_EQ(run.out, PROMPT + depthError + PROMPT + PROMPT + PROMPT + depthError + PROMPT + depthError + PROMPT +
                            timeError + PROMPT + timeError + PROMPT + PROMPT);
 }
@@ -80,7 +77,7 @@ TEST(ConsoleTranscript, TestPositionsSetTheBoard) {
 
 TEST(ConsoleTranscript, BoardTurnInvertNewAndUndo) {
     const std::string start = Board(START);
-    ConsoleRun run = Console(
+    EngineRun run = Console(
         "b\nturn\ninv\nturn\ngetboard\nnew\nundo\ngetboard\n"
         "e2e4\ngetboard\ne7e5x\nundo\nundo\ngetboard\ne2e5\nb1c3\ngetboardxyz\nq\n");
     const std::string afterE4 = Board("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1");
@@ -97,7 +94,7 @@ TEST(ConsoleTranscript, BoardTurnInvertNewAndUndo) {
 
 TEST(ConsoleTranscript, SetBoardAndGameEnd) {
     const char* mateIn1 = "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1";
-    ConsoleRun run = Console(std::string("setboard ") + mateIn1 + "\na1a8\nsetboard\ngetboard\nq\n");
+    EngineRun run = Console(std::string("setboard ") + mateIn1 + "\na1a8\nsetboard\ngetboard\nq\n");
     EXPECT_EQ(run.out, PROMPT + Board(mateIn1) + PROMPT + Board("R5k1/5ppp/8/8/8/8/8/6K1 b - - 1 1") +
                            "1-0 {White mates}\n" + PROMPT + Board(START) + PROMPT + START_FEN + PROMPT);
 }
@@ -105,7 +102,7 @@ TEST(ConsoleTranscript, SetBoardAndGameEnd) {
 TEST(ConsoleTranscript, GamesLongerThanTheStackGoOn) {
     std::string moves;
     for (int i = 0; i < 150; ++i) moves += "g1f3\ng8f6\nf3g1\nf6g8\n";
-    ConsoleRun run = Console(moves + "getboard\nsd 2\ngo\ngetboard\nq\n");
+    EngineRun run = Console(moves + "getboard\nsd 2\ngo\ngetboard\nq\n");
     EXPECT_EQ(run.out.find("Illegal"), std::string::npos);
     const auto at = run.out.rfind(PROMPT + START_FEN);
     ASSERT_NE(at, std::string::npos) << run.out.substr(run.out.size() - 2000);
@@ -120,7 +117,7 @@ TEST(ConsoleTranscript, RejectedFenLeavesAPositionToPlayFrom) {
     // recomputed, and the board drawn is the one read.
     const char* badCastling = "4k3/8/8/8/8/8/8/4K2B w KX - 0 1";
     const std::string drawn = Board(badCastling, 0);
-    ConsoleRun run = Console(std::string("setboard ") + badCastling + "\ngetboard\ne1g1\nkey\n" +
+    EngineRun run = Console(std::string("setboard ") + badCastling + "\ngetboard\ne1g1\nkey\n" +
                                  "setboard 4k3/8/8/8/8/8/8/4X3 w - - 0 1\ngetboard\nsd 2\ngo\ngetboard\nq\n");
     const std::string head = PROMPT + drawn + PROMPT + "FEN: 4k3/8/8/8/8/8/8/4K2B w - - \n" + PROMPT +
                              "Illegal move: e1g1\n" + drawn + PROMPT + "HashKey (full): ";
@@ -143,7 +140,7 @@ TEST(ConsoleTranscript, MoveListings) {
         "Move: h2h4\nMove: g2g4\nMove: f2f4\nMove: e2e4\nMove: d2d4\nMove: c2c4\nMove: b2b4\nMove: a2a4\n"
         "Move: h2h3\nMove: g2g3\nMove: f2f3\nMove: e2e3\nMove: d2d3\nMove: c2c3\nMove: b2b3\nMove: a2a3\n"
         "Move: g1h3\nMove: g1f3\nMove: b1c3\nMove: b1a3\n";
-    ConsoleRun run = Console("gen\nlegal\nq\n");
+    EngineRun run = Console("gen\nlegal\nq\n");
     EXPECT_EQ(run.out, PROMPT + startMoves + "Total Legal moves: 20\n" + PROMPT + "\nAll moves:    20\n" +
                            startMoves + "\nLegal moves:    20\n" + startMoves + "\nCheck moves:    0\n" + PROMPT);
 
@@ -168,7 +165,7 @@ TEST(ConsoleTranscript, OverlongLinesAreRefusedWhole) {
     std::string longQuit(401, 'x');
     longQuit[0] = 'q';
     std::string fits(254, 'y');
-    ConsoleRun run = Console(longHelp + "\n" + longQuit + "\n" + fits + "\nturn\nq\n");
+    EngineRun run = Console(longHelp + "\n" + longQuit + "\n" + fits + "\nturn\nq\n");
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, PROMPT + Unknown(longHelp.substr(0, 255)) + PROMPT + Unknown(longQuit.substr(0, 255)) +
                            PROMPT + Unknown(fits) + PROMPT + "Turn: WHITE\n" + PROMPT);
@@ -183,7 +180,7 @@ TEST(ConsoleTranscript, HashCommands) {
     const std::string sizeError =
         "Error: insert a number between 4 and 8192 \n"
         "tellusererror Error (size out of bound): Insert size between 4 and 8192\n";
-    ConsoleRun run = Console("hstore 7\nhprobe\nclear\nhprobe\nmemory 9000\nmemory\nmemory 2\nhprobe\nq\n");
+    EngineRun run = Console("hstore 7\nhprobe\nclear\nhprobe\nmemory 9000\nmemory\nmemory 2\nhprobe\nq\n");
     EXPECT_EQ(run.out, PROMPT + "Stored with aging: 7\n" + PROMPT + "Hash Probe OK" + PROMPT + PROMPT +
                            "Hash Probe KO" + PROMPT + sizeError + PROMPT + sizeError + PROMPT +
                            "Allocated 2 MB for the Hash Table\n" + PROMPT + "Hash Probe KO" + PROMPT);
@@ -212,7 +209,7 @@ TEST(ConsoleTranscript, EntryThreadsAndEngineMove) {
 // move and of the capture the search would try first; the game is left at the last test position. The
 // exchange values themselves are checked in see_test.
 TEST(ConsoleTranscript, ExchangeSelfTestAndScore) {
-    ConsoleRun run = Console("see\ngetboard\nsetboard rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1\n"
+    EngineRun run = Console("see\ngetboard\nsetboard rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1\n"
                              "score\nq\n");
     EXPECT_EQ(run.status, 0);
     const std::regex block("\nTestCase [ 0-9]{2} {22}Score: {10}[ 0-9-]{5}\nMove: {11}[ a-h1-8qrbn]{8} {6}SEE move: {7}"

@@ -1,3 +1,6 @@
+#include <chrono>
+#include <thread>
+
 #include "frontend/uci.h"
 #include "search/iterate.h"
 #include "search/timeman.h"
@@ -42,6 +45,26 @@ TEST(AllocateTime, DivisorAndAllotment) {
         Printed([&] { AllocateTime(tc, 30); });
         EXPECT_EQ(ponderEnabled + pondering, oppTime == 1200 ? 2u : 0u) << oppTime;
     }
+}
+
+// A timer stops its own search once the limit has passed, and nothing once retired or once a later search
+// has begun.
+TEST(Timer, StopsOnlyItsOwnSearch) {
+    TimeControl tc = Clocks(720000, 720000);
+    tc.moveTimeLimit = 5;  // centiseconds: a move-time limit makes even a console search timed
+    const auto stops = [&](int patienceMs, auto afterStart) {
+        tc.startTime = ClockMs();
+        BindTimerToSearch(tc.startTime);
+        searchStop = 0, iterationAbort = 0;
+        Printed([&] { AllocateTime(tc, 30); });
+        afterStart();
+        for (int i = 0; i < patienceMs && !searchStop; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return searchStop && iterationAbort && ClockMs() - tc.startTime >= 50;
+    };
+    EXPECT_TRUE(stops(5000, [] {}));
+    EXPECT_FALSE(stops(200, [] { RetireTimer(); }));
+    EXPECT_FALSE(stops(200, [&] { BindTimerToSearch(tc.startTime + 1); }));
+    RetireTimer();
 }
 
 }  // namespace
