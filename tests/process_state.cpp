@@ -1,17 +1,14 @@
 // Every test starts from the same process-wide state, whatever ran before it and however that ended: the
 // suite must pass in any order (ctest runs each test in a process of its own, --gtest_shuffle in one).
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
-#include "board/position.h"
+#include "eval/pawns.h"
 #include "frontend/config.h"
 #include "frontend/input.h"
 #include "frontend/uci.h"
 #include "search/iterate.h"
-#include "search/search.h"
+#include "search/threads.h"
 #include "search/timeman.h"
 #include "search/tt.h"
+#include "support.h"
 
 namespace {
 
@@ -20,10 +17,15 @@ class ProcessStateGuard : public testing::EmptyTestEventListener {
     TimeControl timeControl_{};
     std::filesystem::path directory_;
 
+    // A 16 MB table, and pawn tables for the first four search threads.
     void OnTestProgramStart(const testing::UnitTest&) override {
         settings_ = settings;
         timeControl_ = timeControl;
         directory_ = std::filesystem::current_path();
+        testing::internal::CaptureStdout();
+        AllocateHashTable(HashEntriesForMB(16), 16);
+        for (int i = 0; i < 4; ++i) AllocPawnHash(threadContexts[i], 1 << 12, 0, false, i + 1);
+        testing::internal::GetCapturedStdout();
     }
 
     void OnTestStart(const testing::TestInfo&) override {
@@ -41,6 +43,15 @@ class ProcessStateGuard : public testing::EmptyTestEventListener {
         mainContext.current = NewGame();  // also the first search of a game
         SetInputSource(nullptr);
         std::filesystem::current_path(directory_);
+        // No tables from a directory an earlier test has removed, nor from the caller's environment.
+        unsetenv("RTBWDIR");
+        unsetenv("RTBZDIR");
+        testing::internal::CaptureStdout();
+        if (pieceTableCount + pawnTableCount > 0 || wdlDirectory[0]) InitTablebases("", "");
+        if (transpositionTable.entries != HashEntriesForMB(16)) AllocateHashTable(HashEntriesForMB(16), 16);
+        testing::internal::GetCapturedStdout();
+        ClearHashTable();
+        hashAge = 1;
     }
 };
 

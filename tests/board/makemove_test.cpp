@@ -1,14 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <memory>
-
-#include "board/board_helpers.h"
-#include "board/movegen_cases.h"
-#include "board/fen.h"
 #include "board/makemove.h"
-#include "board/movegen.h"
-#include "search/search.h"
-#include "testdata.h"
+#include "search/threads.h"
+#include "support.h"
 
 namespace {
 
@@ -34,7 +26,7 @@ TEST(MakeMove, IncrementalStateMatchesRecomputationOverRandomPlayouts) {
     REQUIRE_SHARED_FILE(path, "testdata/movegen.tsv");
     uint64_t seed = 0x9E3779B97F4A7C15ull;
     for (const MovegenRecord& c : ReadMovegenRecords(path)) {
-        Position* pos = LoadGame(c.fen.c_str());
+        Position* pos = LoadGame(c.fen);
         for (int ply = 0; ply < 40; ++ply) {
             MoveEntry list[MOVELIST_SIZE];
             const int count = int(GenerateLegal(*pos, list) - list);
@@ -63,14 +55,10 @@ TEST(MakeMove, IncrementalStateMatchesRecomputationOverRandomPlayouts) {
 }
 
 TEST(MakeMove, SpecialMovesRightsClockAndUnknownTypes) {
-    // Capturing the rook on a8 or h8 takes the opponent's right on that side (castling read from Black).
-    EXPECT_EQ(Play("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1", {"a1a8"})->castling, 0x22);
-    EXPECT_EQ(Play("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1", {"h1h8"})->castling, 0x11);
-    const struct {
-        const char* fen;
-        const char* move;
-        const char* after;
-    } cases[] = {
+    // Capturing the rook on a8 or h8 takes the opponent's right on that side.
+    const char* const cases[][3] = {
+        {"r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1", "a1a8", "R3k2r/8/8/8/8/8/8/4K2R b Kk - "},
+        {"r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1", "h1h8", "r3k2R/8/8/8/8/8/8/R3K3 b Qq - "},
         {"r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 3 1", "e1g1", "r3k2r/8/8/8/8/8/8/R4RK1 b kq - "},
         {"r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1", "e8c8", "2kr3r/8/8/8/8/8/8/R3K2R w KQ - "},
         {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", "4k3/8/3P4/8/8/8/8/4K3 b - - "},
@@ -78,9 +66,7 @@ TEST(MakeMove, SpecialMovesRightsClockAndUnknownTypes) {
         {"4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1r", "4k3/8/8/8/8/8/8/r3K3 w - - "},
     };
     for (const auto& c : cases) {
-        char fen[FEN_BUFFER_SIZE];
-        WriteFen(*Play(c.fen, {c.move}), fen);
-        EXPECT_STREQ(fen, c.after);
+        EXPECT_EQ(FenOf(*Play(c[0], {c[1]})), c[2]);
         EXPECT_EQ(mainContext.current->key, ComputeKey(*mainContext.current));
     }
     EXPECT_EQ(Play("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 3 1", {"e1g1"})->halfmoveClock, 4);
@@ -94,18 +80,16 @@ TEST(MakeMove, SpecialMovesRightsClockAndUnknownTypes) {
 }
 
 TEST(MakeMove, RepetitionScanStaysInTheReversibleStretch) {
-    const char* start = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
-    EXPECT_EQ(Play(start, {"g1f3", "g8f6", "f3g1", "f6g8", "g1f3", "g8f6", "f3g1", "f6g8"})->repetitions, 2);
+    EXPECT_EQ(Play(START, {"g1f3", "g8f6", "f3g1", "f6g8", "g1f3", "g8f6", "f3g1", "f6g8"})->repetitions, 2);
     // A FEN read onto the stack starts a new stretch: the older records do not count.
-    Play(start, {"g1f3", "g8f6", "f3g1", "f6g8"});
-    ASSERT_EQ(1, ParseFen(mainContext, start, nullptr));
+    Play(START, {"g1f3", "g8f6", "f3g1", "f6g8"});
+    ASSERT_EQ(1, ParseFen(mainContext, START, nullptr));
     for (const char* text : {"g1f3", "g8f6"}) MakeUserMove(mainContext, TextToMove(*mainContext.current, text));
     EXPECT_EQ(mainContext.current->repetitions, 0);
     // Nor is anything below record 0 read when the FEN's clock reaches further back.
     Position* pos = Play("4k3/8/8/8/8/8/8/R3K3 w - - 90 60", {"a1a2", "e8d8", "a2a1", "d8e8"});
     EXPECT_EQ(pos->repetitions, 1);
-    auto stack = std::make_unique<PositionStack>();  // the same on a stack of its own, made on the heap
-    pos = stack->Records();
+    pos = threadContexts[0].positionStack.Records();  // the same on a thread context's stack
     *pos = mainContext.positionStack[0];
     for (const char* text : {"a1a2", "e8d8", "a2a1", "d8e8"}) pos = MakeMove(pos, TextToMove(*pos, text));
     EXPECT_EQ(pos->repetitions, 1);
@@ -142,4 +126,19 @@ TEST(MakeMove, ChecksPinsAndUserMoves) {
     EXPECT_LT(mainContext.current - mainContext.positionStack.Records(), GAME_STACK_LIMIT);
     EXPECT_EQ(mainContext.current->key, key);
     EXPECT_EQ(mainContext.current->repetitions, (1000 - 768) / 4);
+}
+
+TEST(MakeMove, StartKeyAndFlipRoundTrip) {
+    Position* start = NewGame();
+    EXPECT_EQ(start->key, ComputeKey(*start));
+    Position flipped = *start;
+    FlipPosition(flipped);
+    // The start position is symmetric, so the other side's view looks the same but for colour and key.
+    EXPECT_TRUE(flipped.own == 0xFFFF && flipped.plane1 == start->plane1 && flipped.side == 1);
+    EXPECT_EQ(ComputeKey(flipped), start->key ^ SideKeys[0]);
+    FlipPosition(flipped);
+    EXPECT_EQ(0, std::memcmp(&flipped, start, sizeof(Position)));
+    flipped.castling = 0x12;  // own kingside, opponent queenside: the nibbles swap
+    FlipPosition(flipped);
+    EXPECT_EQ(flipped.castling, 0x21);
 }

@@ -1,9 +1,5 @@
-#include <gtest/gtest.h>
-
-#include "board/board_helpers.h"
-#include "board/fen.h"
 #include "board/see.h"
-#include "search/search.h"
+#include "support.h"
 
 namespace {
 

@@ -1,20 +1,9 @@
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <vector>
-
 #include "book/book.h"
 #include "frontend/config.h"
-#include "testdata.h"
+#include "support.h"
 
 namespace {
 
-const char* const START_FEN = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 
 // A Polyglot move field from coordinate text such as "e7e8q".
 uint16_t MoveField(const std::string& text) {
@@ -25,10 +14,9 @@ uint16_t MoveField(const std::string& text) {
 }
 
 // Writes a book file of the given entries in the big-endian layout of the format.
-std::filesystem::path WriteBook(const std::string& name, const std::vector<BookEntry>& entries) {
-    auto path = std::filesystem::temp_directory_path() / ("ferrolune_book_" + name + "_" +
-                                                          std::to_string(::getpid()) + ".bin");
-    std::ofstream out(path, std::ios::binary);
+fs::path WriteBook(const std::string& name, const std::vector<BookEntry>& entries) {
+    static const ScratchDir dir("books");
+    std::ofstream out(dir.path / name, std::ios::binary);
     for (const BookEntry& e : entries) {
         unsigned char bytes[16];
         for (int i = 0; i < 8; ++i) bytes[i] = (unsigned char)(e.key >> (56 - 8 * i));
@@ -37,14 +25,14 @@ std::filesystem::path WriteBook(const std::string& name, const std::vector<BookE
         for (int i = 0; i < 4; ++i) bytes[12 + i] = (unsigned char)(e.learn >> (24 - 8 * i));
         out.write(reinterpret_cast<const char*>(bytes), 16);
     }
-    return path;
+    return dir.path / name;
 }
 
-std::string ListOutput(const std::filesystem::path& book, const char* fen, int* result = nullptr) {
-    testing::internal::CaptureStdout();
-    int r = BookList(book.c_str(), fen);
-    if (result) *result = r;
-    return testing::internal::GetCapturedStdout();
+std::string ListOutput(const fs::path& book, const char* fen, int* result = nullptr) {
+    return Printed([&] {
+        const int r = BookList(book.c_str(), fen);
+        if (result) *result = r;
+    });
 }
 
 // Pulls the text of a JSON string field from one line of book.jsonl (its values hold no escapes).
@@ -55,16 +43,13 @@ std::string JsonString(const std::string& line, const std::string& field) {
     return line.substr(at, line.find('"', at) - at);
 }
 
-std::vector<std::string> JsonLines(const std::string& line) {
-    std::vector<std::string> lines;
-    auto at = line.find("\"lines\": [");
-    auto end = line.find(']', at);
-    for (at = line.find('"', at + 10); at < end; at = line.find('"', at + 1)) {
-        auto close = line.find('"', at + 1);
-        lines.push_back(line.substr(at + 1, close - at - 1));
-        at = close;
-    }
-    return lines;
+// The listing a line of book.jsonl expects: its "lines" array, an entry a line.
+std::string JsonListing(const std::string& line) {
+    std::string listing;
+    const size_t end = line.find(']', line.find("\"lines\": ["));
+    for (size_t at = line.find('"', line.find("\"lines\": [") + 10); at < end; at = line.find('"', line.find('"', at + 1) + 1))
+        listing += line.substr(at + 1, line.find('"', at + 1) - at - 1) + "\n";
+    return listing;
 }
 
 }  // namespace
@@ -95,92 +80,88 @@ TEST(BookMoveText, CastlingRewriteAndPromotion) {
 }
 
 TEST(BookLookup, SearchEdgesAndEntryLimit) {
-    const uint64_t key = BookKey(START_FEN);
+    const uint64_t key = BookKey(START);
 
     // The key at index 0: the search must reach the first entry. Weights give shares in file order.
     auto first = WriteBook("first", {{key, MoveField("e2e4"), 2, 0}, {key, MoveField("d2d4"), 1, 7},
                                      {key, MoveField("g1f3"), 1, 0}, {key + 1, MoveField("a2a3"), 9, 0},
                                      {key + 5, MoveField("b2b3"), 9, 0}});
     int result = -1;
-    EXPECT_EQ(ListOutput(first, START_FEN, &result),
+    EXPECT_EQ(ListOutput(first, START, &result),
               "move=e2e4 weight=50.00%\nmove=d2d4 weight=25.00%\nmove=g1f3 weight=25.00%\n");
     EXPECT_EQ(result, 0);
 
     // A key above every key in the file is absent.
     auto below = WriteBook("below", {{1, 1, 1, 0}, {2, 1, 1, 0}, {key - 1, MoveField("a2a3"), 1, 0}});
-    EXPECT_EQ(ListOutput(below, START_FEN, &result), std::to_string(key) + ": No such key\n");
+    EXPECT_EQ(ListOutput(below, START, &result), std::to_string(key) + ": No such key\n");
     EXPECT_EQ(result, 1);
 
     // The key as the last entry, after a long run of smaller keys, and a run spanning many probes.
     std::vector<BookEntry> many;
     for (int i = 0; i < 1000; ++i) many.push_back({uint64_t(i), 0, 1, 0});
     for (int i = 0; i < 37; ++i) many.push_back({key, MoveField(i % 2 ? "e2e4" : "d2d4"), 1, 0});
-    std::string listed = ListOutput(WriteBook("last", many), START_FEN);
+    std::string listed = ListOutput(WriteBook("last", many), START);
     EXPECT_EQ(std::count(listed.begin(), listed.end(), '\n'), 37);
     EXPECT_EQ(listed.substr(0, 23), "move=d2d4 weight= 2.70%");
 
     // Exactly 100 entries are all listed; a 101st fails, in the listing and in the choice.
     std::vector<BookEntry> hundred(100, BookEntry{key, MoveField("e2e4"), 0, 0});
     hundred.push_back({key + 1, MoveField("a2a3"), 1, 0});
-    listed = ListOutput(WriteBook("hundred", hundred), START_FEN, &result);
+    listed = ListOutput(WriteBook("hundred", hundred), START, &result);
     EXPECT_EQ(result, 0);
     EXPECT_EQ(std::count(listed.begin(), listed.end(), '\n'), 100);
     hundred.insert(hundred.begin(), BookEntry{key, MoveField("d2d4"), 1, 0});
     auto overfull = WriteBook("overfull", hundred);
-    EXPECT_EQ(ListOutput(overfull, START_FEN, &result), "Too many moves in this position (max=100)\n");
+    EXPECT_EQ(ListOutput(overfull, START, &result), "Too many moves in this position (max=100)\n");
     EXPECT_EQ(result, 1);
     char move[6] = "";
     testing::internal::CaptureStdout();
-    EXPECT_EQ(BookPick(overfull.c_str(), move, START_FEN), 1);
+    EXPECT_EQ(BookPick(overfull.c_str(), move, START), 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "#DEBUG: Too many moves in this position (max=100)\n");
-
-    for (auto& p : {first, below, overfull}) std::filesystem::remove(p);
 }
 
 TEST(BookPick, FirstEntryOrAnEntryOfTheKey) {
-    const uint64_t key = BookKey(START_FEN);
+    const uint64_t key = BookKey(START);
     auto book = WriteBook("pick", {{key - 3, MoveField("h2h3"), 50, 0}, {key, MoveField("e2e4"), 0, 0},
                                    {key, MoveField("e1h1"), 0, 0}, {key, MoveField("c2c4"), 900, 0},
                                    {key + 1, MoveField("a2a3"), 50, 0}});
     char move[6] = "";
     settings.randomBook = 0;
     testing::internal::CaptureStdout();
-    EXPECT_EQ(BookPick(book.c_str(), move, START_FEN), 0);
+    EXPECT_EQ(BookPick(book.c_str(), move, START), 0);
     EXPECT_STREQ(move, "e2e4");
 
     // Weights play no part in the random choice; every entry of the key can come out, no other.
     settings.randomBook = 1;
     for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(BookPick(book.c_str(), move, START_FEN), 0);
+        EXPECT_EQ(BookPick(book.c_str(), move, START), 0);
         EXPECT_TRUE(std::string(move) == "e2e4" || std::string(move) == "e1g1" || std::string(move) == "c2c4")
             << move;
     }
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    std::filesystem::remove(book);
 }
 
 TEST(BookLookup, ShortAndMissingFiles) {
-    const uint64_t key = BookKey(START_FEN);
+    const uint64_t key = BookKey(START);
     auto empty = WriteBook("empty", {});
     { std::ofstream(empty, std::ios::binary) << "0123456789"; }  // shorter than one entry
     int result = 0;
-    EXPECT_EQ(ListOutput(empty, START_FEN, &result), std::to_string(key) + ": No such key\n");
+    EXPECT_EQ(ListOutput(empty, START, &result), std::to_string(key) + ": No such key\n");
     EXPECT_EQ(result, 1);
     char move[6] = "";
     testing::internal::CaptureStdout();
-    EXPECT_EQ(BookPick(empty.c_str(), move, START_FEN), 1);
+    EXPECT_EQ(BookPick(empty.c_str(), move, START), 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 
     // The system's report on standard error, nothing on standard output.
-    const std::string missing = (std::filesystem::temp_directory_path() / "ferrolune_no_such_book.bin").string();
+    const std::string missing = (fs::temp_directory_path() / "ferrolune_no_such_book.bin").string();
     testing::internal::CaptureStderr();
     testing::internal::CaptureStdout();
-    EXPECT_EQ(BookList(missing.c_str(), START_FEN), 1);
-    EXPECT_EQ(BookPick(missing.c_str(), move, START_FEN), 1);
+    EXPECT_EQ(BookList(missing.c_str(), START), 1);
+    EXPECT_EQ(BookPick(missing.c_str(), move, START), 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     std::string report = missing + ": No such file or directory\n";
     EXPECT_EQ(testing::internal::GetCapturedStderr(), report + report);
-    std::filesystem::remove(empty);
 }
 
 TEST(BookLookup, RealBookListingsMatch) {
@@ -191,9 +172,7 @@ TEST(BookLookup, RealBookListingsMatch) {
     for (std::string line; std::getline(in, line);) {
         std::string fen = JsonString(line, "fen");
         EXPECT_EQ(BookKey(fen.c_str()), std::stoull(JsonString(line, "key"), nullptr, 16)) << fen;
-        std::string expected;
-        for (const std::string& l : JsonLines(line)) expected += l + "\n";
-        EXPECT_EQ(ListOutput(book, fen.c_str()), expected) << fen;
+        EXPECT_EQ(ListOutput(book, fen.c_str()), JsonListing(line)) << fen;
         ++checked;
     }
     EXPECT_GT(checked, 0);

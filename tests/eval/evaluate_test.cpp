@@ -1,21 +1,36 @@
 #include "eval/evaluate.h"
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <fstream>
+#include <cctype>
 
 #include "eval/pawns.h"
 #include "eval/trace.h"
-#include "eval_positions.h"
-#include "testdata.h"
+#include "support.h"
 
 namespace {
 
+// A context of the tests' own, without a pawn table.
+SearchThread& Plain() {
+    static const auto thread = std::make_unique<SearchThread>();
+    return *thread;
+}
+
 int EvalFen(const std::string& fen) {
-    auto thread = NewTestThread();
-    EXPECT_TRUE(SetupFen(*thread, fen)) << fen;
-    return Evaluate(*thread);
+    LoadGame(fen, nullptr, Plain());
+    return Evaluate(Plain());
+}
+
+// The same game with the colours exchanged: ranks mirrored, piece colours and the side to move swapped.
+std::string MirrorFen(const std::string& fen) {
+    std::istringstream in(fen);
+    std::string placement, side, castling = "-", ep = "-", rest, ranks[8], mirrored;
+    in >> placement >> side >> castling >> ep;
+    std::getline(in, rest);
+    int r = 0;
+    for (char c : placement) c == '/' ? void(++r) : void(ranks[r] += char(isupper(c) ? tolower(c) : toupper(c)));
+    for (int i = 7; i >= 0; --i) mirrored += ranks[i] + (i ? "/" : "");
+    for (char& c : castling) c = char(isupper(c) ? tolower(c) : toupper(c));
+    if (ep != "-") ep[1] = ep[1] == '3' ? '6' : '3';
+    return mirrored + (side == "w" ? " b " : " w ") + castling + " " + ep + rest;
 }
 
 // What one side's trace row says that side scored: the column totals plus the outposts, which the
@@ -25,11 +40,8 @@ int SideFromTrace(int row) {
            EvalTrace[row][TRACE_BISHOP_OUTPOST] + EvalTrace[row][TRACE_ROOK_OUTPOST];
 }
 
-}  // namespace
-
 TEST(Evaluate, ScoresOfKnownPositions) {
-    const char* start = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
-    EXPECT_EQ(EvalFen(start), 10);
+    EXPECT_EQ(EvalFen(START), 10);
     EXPECT_EQ(EvalFen("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1"), -22);
     EXPECT_EQ(EvalFen("8/8/4k3/8/8/4K3/4P3/8 w - - 0 1"), 102);
     EXPECT_EQ(EvalFen("8/8/4k3/8/8/4K3/4P3/8 b - - 0 1"), -82);
@@ -41,10 +53,9 @@ TEST(Evaluate, ScoresOfKnownPositions) {
 
 // Terms whose conditions the known scores above do not reach, read from the side-to-move trace row.
 TEST(Evaluate, PieceTermsInThinnedPositions) {
-    auto thread = NewTestThread();
     const auto term = [&](const char* fen, int cell) {
-        EXPECT_TRUE(SetupFen(*thread, fen)) << fen;
-        EvaluateTraced(*thread);
+        LoadGame(fen, nullptr, Plain());
+        EvaluateTraced(Plain());
         return EvalTrace[0][cell];
     };
     // Phase 5 scores king safety yet uses the endgame rook mobility (a1, f1, g1, h1: (4 - 7) * 4);
@@ -77,32 +88,41 @@ TEST(Evaluate, PieceTermsInThinnedPositions) {
 // a cached and an uncached pawn structure agree, and the trace reproduces the score.
 TEST(Evaluate, MirrorCacheAndTraceAgreeOverTestPositions) {
     REQUIRE_SHARED_FILE(path, "testdata/movegen.tsv");
-    std::ifstream in(path);
-    auto plain = NewTestThread();
-    auto cached = NewTestThread();
-    // A tiny table makes the positions evict each other's entries.
-    AllocPawnHash(*cached, 16, 0, false, 0);
+    auto cached = std::make_unique<SearchThread>();
+    AllocPawnHash(*cached, 16, 0, false, 0);  // a tiny table: the positions evict each other's entries
     ASSERT_NE(cached->pawnHash, nullptr);
-    std::string line;
-    int positions = 0;
-    while (std::getline(in, line)) {
-        const std::string fen = line.substr(0, line.find('\t'));
-        ASSERT_TRUE(SetupFen(*plain, fen)) << fen;
-        const Position before = *plain->current;
-        const int score = Evaluate(*plain);
-        EXPECT_EQ(memcmp(&before, plain->current, sizeof(Position)), 0) << fen;
-
-        ASSERT_TRUE(SetupFen(*plain, MirrorFen(fen)));
-        EXPECT_EQ(Evaluate(*plain), score) << fen;
-
-        SetupFen(*cached, fen);
-        EXPECT_EQ(Evaluate(*cached), score) << fen;
-        EXPECT_EQ(Evaluate(*cached), score) << fen;
-
-        EXPECT_EQ(EvaluateTraced(*cached), score) << fen;
-        EXPECT_EQ(int16_t(SideFromTrace(0) + 10 - SideFromTrace(1)), score) << fen;
-        ++positions;
+    for (const MovegenRecord& c : ReadMovegenRecords(path)) {
+        const Position before = *LoadGame(c.fen, nullptr, Plain());
+        const int score = Evaluate(Plain());
+        EXPECT_EQ(memcmp(&before, Plain().current, sizeof(Position)), 0) << c.fen;
+        EXPECT_EQ(EvalFen(MirrorFen(c.fen)), score) << c.fen;
+        LoadGame(c.fen, nullptr, *cached);
+        EXPECT_EQ(Evaluate(*cached), score) << c.fen;
+        EXPECT_EQ(Evaluate(*cached), score) << c.fen;
+        EXPECT_EQ(EvaluateTraced(*cached), score) << c.fen;
+        EXPECT_EQ(int16_t(SideFromTrace(0) + 10 - SideFromTrace(1)), score) << c.fen;
     }
-    EXPECT_EQ(positions, 400);
     FreePawnHash(*cached);
 }
+
+// The console's "score" prints this table filled in (its transcript checks that); here, the layout.
+TEST(EvalTrace, ZeroRecordPrintsTheDesignedLayout) {
+    memset(EvalTrace, 0, sizeof(EvalTrace));
+    const std::string text = Printed(PrintEvalTrace);
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    // Per section: blank, title, 3 header lines, 26 term rows, 3 total lines; then one empty line.
+    ASSERT_EQ(lines.size(), 2u * 34u + 1u);
+    EXPECT_EQ(lines[1], "Side to move");
+    EXPECT_EQ(lines[2], std::string(59, '-'));
+    EXPECT_EQ(lines[3], "| Piece         |  Pawn|Knight|Bishop|  Rook| Queen|  King|");
+    EXPECT_EQ(lines[28], "| KS AttCount   |     .|     .|     .|     .|     .|     .|     0");
+    EXPECT_EQ(lines[29], "| KS AttWeight  |     .|     .|     .|     .|     .|     .|     0|");
+    EXPECT_EQ(lines[31], std::string(66, '-'));
+    EXPECT_EQ(lines[32], "| Total         |     0|     0|     0|     0|     0|     0|     0|");
+    EXPECT_EQ(lines[35], "Opponent");
+    EXPECT_EQ(text.substr(text.size() - 3), "-\n\n");
+}
+
+}  // namespace

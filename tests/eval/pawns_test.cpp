@@ -1,18 +1,19 @@
 #include "eval/pawns.h"
 
-#include <gtest/gtest.h>
-
 #include "eval/trace.h"
-#include "frontend/config.h"
-#include "frontend/console.h"
-#include "eval_positions.h"
+#include "support.h"
 
 namespace {
 
 PawnStructure PawnsOf(const std::string& fen, int16_t* trace = nullptr) {
-    auto thread = NewTestThread();
-    EXPECT_TRUE(SetupFen(*thread, fen)) << fen;
-    return trace ? ComputePawnStructure<true>(*thread->current, trace) : EvaluatePawnStructure(*thread->current);
+    Position* pos = LoadGame(fen);
+    return trace ? ComputePawnStructure<true>(*pos, trace) : EvaluatePawnStructure(*pos);
+}
+
+std::unique_ptr<SearchThread> ThreadAt(const char* fen) {
+    auto thread = std::make_unique<SearchThread>();
+    LoadGame(fen, nullptr, *thread);
+    return thread;
 }
 
 }  // namespace
@@ -36,10 +37,9 @@ TEST(PawnStructure, ScoresPassedSetAndHealthyCount) {
     // A pawn on rank 7 is passed even with an enemy pawn straight ahead of it. No FEN is accepted with
     // a pawn on the last rank, so the enemy pawn is put on e8 by hand.
     int16_t seventh[TRACE_CELLS] = {};
-    auto thread = NewTestThread();
-    ASSERT_TRUE(SetupFen(*thread, "8/4P3/8/8/8/8/8/k6K w - - 0 1"));
-    thread->current->plane1 |= SquareBit(60);
-    PawnStructure advanced = ComputePawnStructure<true>(*thread->current, seventh);
+    Position* pos = LoadGame("8/4P3/8/8/8/8/8/k6K w - - 0 1");
+    pos->plane1 |= SquareBit(60);
+    PawnStructure advanced = ComputePawnStructure<true>(*pos, seventh);
     EXPECT_EQ(advanced.passed, SquareBit(52));
     EXPECT_EQ(seventh[TRACE_PASSED], 100);
 
@@ -57,70 +57,20 @@ TEST(PawnStructure, ScoresPassedSetAndHealthyCount) {
     EXPECT_EQ(backward[TRACE_BACKWARD], -10);
 }
 
-TEST(PawnHash, ProbeStoreKeysAndAllocation) {
-    auto thread = NewTestThread();
-    SetupFen(*thread, "4k3/pp6/8/8/8/8/6PP/4K3 w - - 0 1");
-    PawnHashEntry entry{};
-    testing::internal::CaptureStdout();
-    AllocPawnHash(*thread, 1024, 24, false, 4);
-    testing::internal::GetCapturedStdout();
-    ASSERT_NE(thread->pawnHash, nullptr);
-
-    EXPECT_EQ(ProbePawnHash(*thread, entry), PAWN_HASH_MISS);
-    StorePawnHash(*thread, 123, SquareBit(14), 2);
-    EXPECT_EQ(ProbePawnHash(*thread, entry), 123);
-    EXPECT_EQ(entry.passed, SquareBit(14));
-    EXPECT_EQ(entry.healthyCount, 2);
-    // A clear empties every entry: a miss, except the pawnless key 0 that an all-zero entry matches.
-    auto bare = NewTestThread();
-    SetupFen(*bare, "4k3/8/8/8/8/8/8/4K3 b - - 0 1");
-    bare->pawnHash = thread->pawnHash;
-    ASSERT_EQ(PawnKey(*bare->current), 0u);
-    StorePawnHash(*bare, 55, 0, 0);
-    ClearPawnHash(*thread);
-    EXPECT_EQ(ProbePawnHash(*bare, entry), 0);
-    EXPECT_EQ(ProbePawnHash(*thread, entry), PAWN_HASH_MISS);
-    EXPECT_EQ(CachedPawnStructure(*thread).score, EvaluatePawnStructure(*thread->current).score);
-    EXPECT_EQ(ProbePawnHash(*thread, entry), EvaluatePawnStructure(*thread->current).score);
-    bare->pawnHash = nullptr;
-    StorePawnHash(*thread, 123, SquareBit(14), 2);
-
-    // The same pawns scored for the other side have another key.
+// The cache's agreement with the computed structure is checked over many positions in evaluate_test.
+TEST(PawnHash, KeysAndAllocation) {
+    auto thread = ThreadAt("4k3/pp6/8/8/8/8/6PP/4K3 w - - 0 1");
+    // The same pawns scored for the other side have another key; the pawn key is the pawn part of the
+    // position key, so equal pawn placements give equal keys whatever else stands on the board.
     const uint64_t whiteKey = PawnKey(*thread->current);
     FlipPosition(*thread->current);
     EXPECT_NE(PawnKey(*thread->current), whiteKey);
-    EXPECT_EQ(ProbePawnHash(*thread, entry), PAWN_HASH_MISS);
-    FlipPosition(*thread->current);
-
-    // The pawn key is the pawn part of the position key: equal placements give equal keys, whoever moves.
-    auto other = NewTestThread();
-    SetupFen(*other, "4k3/pp6/8/8/3N4/8/6PP/2R1K3 w - - 0 1");
-    EXPECT_EQ(PawnKey(*other->current), whiteKey);
-
+    EXPECT_EQ(PawnKey(*LoadGame("4k3/pp6/8/8/3N4/8/6PP/2R1K3 w - - 0 1")), whiteKey);
+    EXPECT_EQ(PawnKey(*LoadGame("4k3/8/8/8/8/8/8/4K3 b - - 0 1")), 0u);
 
     // A table that cannot be allocated leaves the thread computing without a cache.
-    testing::internal::CaptureStdout();
-    AllocPawnHash(*thread, uint64_t(1) << 62, 1 << 30, true, 1);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "HashPawn Table Memory Allocation Failed!\n");
+    EXPECT_EQ(Printed([&] { AllocPawnHash(*thread, uint64_t(1) << 62, 1 << 30, true, 1); }),
+              "HashPawn Table Memory Allocation Failed!\n");
     EXPECT_EQ(thread->pawnHash, nullptr);
     EXPECT_EQ(CachedPawnStructure(*thread).score, EvaluatePawnStructure(*thread->current).score);
-    FreePawnHash(*thread);
-    EXPECT_EQ(thread->pawnHash, nullptr);
-}
-
-// The announcements and the rejected counts are checked by the console transcript; here, the tables.
-TEST(PawnHash, ThreadCommandReallocatesTables) {
-    auto contexts = std::make_unique<SearchThread[]>(24);
-    settings.pawnHashEntries = 256;
-    settings.pawnHashSizeMB = 7;
-    settings.threadCount = 3;
-    testing::internal::CaptureStdout();
-    AllocThreadPawnTables(contexts.get(), 3, settings.pawnHashEntries, settings.pawnHashSizeMB);
-    EXPECT_TRUE(SetSearchThreads(contexts.get(), 2));
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(settings.threadCount, 2);
-    EXPECT_NE(contexts[1].pawnHash, nullptr);
-    EXPECT_EQ(contexts[2].pawnHash, nullptr) << "a table beyond the thread count is freed";
-    EXPECT_EQ(contexts[0].pawnHash->entryCount, 256u);
-    for (int i = 0; i < 24; ++i) FreePawnHash(contexts[i]);
 }

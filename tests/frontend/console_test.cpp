@@ -1,46 +1,29 @@
-#include <gtest/gtest.h>
+#include <regex>
 
-#include <string>
-#include <vector>
-
-#include "board/fen.h"
-#include "board/position.h"
-#include "engine_process.h"
-#include "search/search.h"
+#include "frontend/gameend.h"
+#include "frontend/selftest.h"
+#include "support.h"
 
 namespace {
 
 const std::string PROMPT = "\nferrolune> ";
 const std::string WELCOME = "\nWelcome in ferrolune\ntype \"help\" to show commands list\n";
 
-// Small tables and no tablebases keep the console's start quick.
-const std::string SMALL_INI =
-    "[ENGINE]\nThread=1\nHashSize=1\nHashPawnSize=1\n[BOOK]\nBook=0\n[TABLEBASE]\nSyzygy=0\n";
-
-struct ConsoleRun {
-    std::string out;  // everything after the welcome lines
-    int status;
-};
-
-ConsoleRun Console(const std::string& lines, const std::string& name) {
-    auto dir = FreshWorkDir("console_" + name);
-    std::ofstream(dir / "ferrolune.ini", std::ios::binary) << SMALL_INI;
-    EngineRun run = RunEngineWith("console\n" + lines, dir);
-    std::filesystem::remove_all(dir);
-    auto at = run.out.find(WELCOME);
-    return {at == std::string::npos ? "<no welcome>\n" + run.out : run.out.substr(at + WELCOME.size()), run.status};
+// A console session; its output after the welcome lines.
+EngineRun Console(const std::string& lines) {
+    EngineRun run = RunEngine("console\n" + lines);
+    const auto at = run.out.find(WELCOME);
+    run.out = at == std::string::npos ? "<no welcome>\n" + run.out : run.out.substr(at + WELCOME.size());
+    return run;
 }
 
 // The drawing PrintBoard makes of a FEN, produced in this process.
 std::string DrawnBoard(const char* fen, int parsed = 1) {
     mainContext.current = NewGame();
     EXPECT_EQ(ParseFen(mainContext, fen, nullptr), parsed) << fen;
-    testing::internal::CaptureStdout();
-    PrintBoard(*mainContext.current);
-    return testing::internal::GetCapturedStdout();
+    return Printed([] { PrintBoard(*mainContext.current); });
 }
 
-const char* const START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 const std::string START_FEN = "FEN: rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - \n";
 
 const std::string HELP =
@@ -56,27 +39,21 @@ const std::string HELP =
     "memory [MB]    - Allocate MB for HashTable\n";
 
 // What "getboard" prints once the move text has been played from the start position.
-std::string GetboardAfter(const std::string& move) {
-    mainContext.current = NewGame();
-    EXPECT_EQ(ParseFen(mainContext, START, move.c_str()), 1) << move;
-    char fen[FEN_BUFFER_SIZE];
-    WriteFen(*mainContext.current, fen);
-    return PROMPT + "FEN: " + fen + "\n";
-}
+std::string GetboardAfter(const std::string& move) { return PROMPT + "FEN: " + FenOf(*LoadGame(START, move.c_str())) + "\n"; }
 
 std::string Unknown(const std::string& line) { return "Error (unknown command): " + line + "\n"; }
 
 }  // namespace
 
 TEST(ConsoleTranscript, HelpUnknownAndQuit) {
-    ConsoleRun run = Console("help\nbb\nhelp \nHELP\n\nturnx\nquit\nhelp\n", "help");
+    EngineRun run = Console("help\nbb\nhelp \nHELP\n\nturnx\nquit\nhelp\n");
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, PROMPT + HELP + PROMPT + Unknown("bb") + PROMPT + Unknown("help ") + PROMPT +
                            Unknown("HELP") + PROMPT + Unknown("") + PROMPT + Unknown("turnx") + PROMPT);
 
     // Any line beginning with "q" leaves, and so does the end of input.
     for (const char* quit : {"qwerty\n", ""}) {
-        run = Console(std::string("turn\n") + quit, "quit");
+        run = Console(std::string("turn\n") + quit);
         EXPECT_EQ(run.status, 0) << quit;
         EXPECT_EQ(run.out, PROMPT + "Turn: WHITE\n" + PROMPT) << quit;
     }
@@ -86,39 +63,23 @@ TEST(ConsoleTranscript, NumberCommandsAndTheirErrors) {
     const std::string depthError = "Error (depth out of bound): Insert depth between 2 and 63\n";
     const std::string timeError = "Error (movetime out of bound): Insert movetime > 0 \n";
     // "sdx" reads as "sd" without a number.
-    ConsoleRun run = Console("sd 64\nsd 9999\nsd 2\nsd 1\nsdx\nst 0\nstop\nst 5\nq\n", "numbers");
+    EngineRun run = Console("sd 64\nsd 9999\nsd 2\nsd 1\nsdx\nst 0\nstop\nst 5\nq\n");
     EXPECT_EQ(run.out, PROMPT + depthError + PROMPT + PROMPT + PROMPT + depthError + PROMPT + depthError + PROMPT +
                            timeError + PROMPT + timeError + PROMPT + PROMPT);
 }
 
+// Named test positions, one with Black to move; the word must stand alone.
 TEST(ConsoleTranscript, TestPositionsSetTheBoard) {
-    struct Named {
-        const char* word;
-        const char* fen;
-    };
-    // A representative few of the named test positions, including one with Black to move.
-    const std::vector<Named> positions = {
-        {"n1", "3rk2r/ppp2ppp/8/3Pp3/8/8/PPP2PPP/R3K2R w KQk d6 "},
-        {"m1", "5k2/8/6r1/5K2/8/8/7p/8 b - - "},
-        {"fianc", "6k1/pbp2npp/1p3p2/8/8/1P4P1/PBP2P1P/6K1 w - - "},
-    };
-    std::string input, expected;
-    for (const Named& p : positions) {
-        input += std::string(p.word) + "\ngetboard\n";
-        expected += PROMPT + PROMPT + "FEN: " + p.fen + "\n";
-    }
-    // A test position word must stand alone.
-    input += "m1 \nn2\nq\n";
-    expected += PROMPT + Unknown("m1 ") + PROMPT + Unknown("n2") + PROMPT;
-    EXPECT_EQ(Console(input, "positions").out, expected);
+    EXPECT_EQ(Console("n1\ngetboard\nm1\ngetboard\nm1 \nn2\nq\n").out,
+              PROMPT + PROMPT + "FEN: 3rk2r/ppp2ppp/8/3Pp3/8/8/PPP2PPP/R3K2R w KQk d6 \n" + PROMPT + PROMPT +
+                  "FEN: 5k2/8/6r1/5K2/8/8/7p/8 b - - \n" + PROMPT + Unknown("m1 ") + PROMPT + Unknown("n2") + PROMPT);
 }
 
 TEST(ConsoleTranscript, BoardTurnInvertNewAndUndo) {
     const std::string start = DrawnBoard(START);
-    ConsoleRun run = Console(
+    EngineRun run = Console(
         "b\nturn\ninv\nturn\ngetboard\nnew\nundo\ngetboard\n"
-        "e2e4\ngetboard\ne7e5x\nundo\nundo\ngetboard\ne2e5\nb1c3\ngetboardxyz\nq\n",
-        "board");
+        "e2e4\ngetboard\ne7e5x\nundo\nundo\ngetboard\ne2e5\nb1c3\ngetboardxyz\nq\n");
     const std::string afterE4 = DrawnBoard("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1");
     const std::string afterE5 = DrawnBoard("rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2");
     const std::string afterNc3 = DrawnBoard("rnbqkbnr/pppppppp/8/8/8/2N5/PPPPPPPP/R1BQKBNR b KQkq - 1 1");
@@ -133,7 +94,7 @@ TEST(ConsoleTranscript, BoardTurnInvertNewAndUndo) {
 
 TEST(ConsoleTranscript, SetBoardAndGameEnd) {
     const char* mateIn1 = "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1";
-    ConsoleRun run = Console(std::string("setboard ") + mateIn1 + "\na1a8\nsetboard\ngetboard\nq\n", "setboard");
+    EngineRun run = Console(std::string("setboard ") + mateIn1 + "\na1a8\nsetboard\ngetboard\nq\n");
     EXPECT_EQ(run.out, PROMPT + DrawnBoard(mateIn1) + PROMPT + DrawnBoard("R5k1/5ppp/8/8/8/8/8/6K1 b - - 1 1") +
                            "1-0 {White mates}\n" + PROMPT + DrawnBoard(START) + PROMPT + START_FEN + PROMPT);
 }
@@ -141,7 +102,7 @@ TEST(ConsoleTranscript, SetBoardAndGameEnd) {
 TEST(ConsoleTranscript, GamesLongerThanTheStackGoOn) {
     std::string moves;
     for (int i = 0; i < 150; ++i) moves += "g1f3\ng8f6\nf3g1\nf6g8\n";
-    ConsoleRun run = Console(moves + "getboard\nsd 2\ngo\ngetboard\nq\n", "long");
+    EngineRun run = Console(moves + "getboard\nsd 2\ngo\ngetboard\nq\n");
     EXPECT_EQ(run.out.find("Illegal"), std::string::npos);
     const auto at = run.out.rfind(PROMPT + START_FEN);
     ASSERT_NE(at, std::string::npos) << run.out.substr(run.out.size() - 2000);
@@ -156,9 +117,8 @@ TEST(ConsoleTranscript, RejectedFenLeavesAPositionToPlayFrom) {
     // recomputed, and the board drawn is the one read.
     const char* badCastling = "4k3/8/8/8/8/8/8/4K2B w KX - 0 1";
     const std::string drawn = DrawnBoard(badCastling, 0);
-    ConsoleRun run = Console(std::string("setboard ") + badCastling + "\ngetboard\ne1g1\nkey\n" +
-                                 "setboard 4k3/8/8/8/8/8/8/4X3 w - - 0 1\ngetboard\nsd 2\ngo\ngetboard\nq\n",
-                             "rejected");
+    EngineRun run = Console(std::string("setboard ") + badCastling + "\ngetboard\ne1g1\nkey\n" +
+                                 "setboard 4k3/8/8/8/8/8/8/4X3 w - - 0 1\ngetboard\nsd 2\ngo\ngetboard\nq\n");
     const std::string head = PROMPT + drawn + PROMPT + "FEN: 4k3/8/8/8/8/8/8/4K2B w - - \n" + PROMPT +
                              "Illegal move: e1g1\n" + drawn + PROMPT + "HashKey (full): ";
     ASSERT_EQ(run.out.substr(0, head.size()), head) << run.out;
@@ -180,45 +140,39 @@ TEST(ConsoleTranscript, MoveListings) {
         "Move: h2h4\nMove: g2g4\nMove: f2f4\nMove: e2e4\nMove: d2d4\nMove: c2c4\nMove: b2b4\nMove: a2a4\n"
         "Move: h2h3\nMove: g2g3\nMove: f2f3\nMove: e2e3\nMove: d2d3\nMove: c2c3\nMove: b2b3\nMove: a2a3\n"
         "Move: g1h3\nMove: g1f3\nMove: b1c3\nMove: b1a3\n";
-    ConsoleRun run = Console("gen\nlegal\nq\n", "listings");
+    EngineRun run = Console("gen\nlegal\nq\n");
     EXPECT_EQ(run.out, PROMPT + startMoves + "Total Legal moves: 20\n" + PROMPT + "\nAll moves:    20\n" +
                            startMoves + "\nLegal moves:    20\n" + startMoves + "\nCheck moves:    0\n" + PROMPT);
 
+    // Every kind of move, in the generators' order (the listing starts from the end of the list).
+    run = Console("setboard r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1\ngen\nq\n");
+    std::string listed;
+    for (size_t at = 0; (at = run.out.find("Move: ", at)) != std::string::npos; at += 6) listed += run.out.substr(at + 6, 4) + " ";
+    EXPECT_EQ(listed, "d5e6 g2h3 e5f7 e5d7 e5g6 e2a6 f3f6 f3h3 e1g1 e1c1 g2g4 a2a4 d5d6 g2g3 b2b3 a2a3 e5c6 e5g4 e5c4 e5d3 "
+                      "c3b5 c3a4 c3d1 c3b1 e2b5 e2c4 e2d3 e2f1 e2d1 d2h6 d2g5 d2f4 d2e3 d2c1 h1g1 h1f1 a1d1 a1c1 a1b1 "
+                      "f3h5 f3f5 f3g4 f3f4 f3g3 f3e3 f3d3 e1f1 e1d1 ");
+
     // In check the evasions follow; a pinned move is generated but not legal.
-    run = Console("setboard 4k3/8/8/8/8/8/4q3/R3K3 w - - 0 1\nlegal\nq\n", "evasions");
+    run = Console("setboard 4k3/8/8/8/8/8/4q3/R3K3 w - - 0 1\nlegal\nq\n");
     auto evasions = run.out.find("\nEvasion moves:    ");
     ASSERT_NE(evasions, std::string::npos) << run.out;
     EXPECT_NE(run.out.find("\nLegal moves:    1\nMove: e1e2\n"), std::string::npos) << run.out;
 }
 
-TEST(ConsoleTranscript, KeyShowsFullAndIncrementalKeys) {
-    ConsoleRun run = Console("key\ninv\nkey\nq\n", "key");
-    std::vector<std::string> values;
-    for (size_t at = 0; (at = run.out.find("HashKey (", at)) != std::string::npos; ++at) {
-        auto colon = run.out.find(": ", at);
-        values.push_back(run.out.substr(colon + 2, run.out.find('\n', colon) - colon - 2));
-    }
-    ASSERT_EQ(values.size(), 4u) << run.out;
-    EXPECT_EQ(values[0], values[1]);
-    // Turning the board over keeps the stored key while the computed one follows the side to move.
-    EXPECT_EQ(values[3], values[1]);
-    EXPECT_NE(values[2], values[3]);
-    EXPECT_EQ(run.out.substr(0, PROMPT.size() + 17), PROMPT + "HashKey (full): " + values[0].substr(0, 1));
-}
-
 TEST(ConsoleTranscript, OverlongLinesAreRefusedWhole) {
     std::string longHelp(304, ' ');
     longHelp.replace(0, 4, "help");
-    std::string longQuit = "q" + std::string(400, 'x');
+    std::string longQuit(401, 'x');
+    longQuit[0] = 'q';
     std::string fits(254, 'y');
-    ConsoleRun run = Console(longHelp + "\n" + longQuit + "\n" + fits + "\nturn\nq\n", "overlong");
+    EngineRun run = Console(longHelp + "\n" + longQuit + "\n" + fits + "\nturn\nq\n");
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, PROMPT + Unknown(longHelp.substr(0, 255)) + PROMPT + Unknown(longQuit.substr(0, 255)) +
                            PROMPT + Unknown(fits) + PROMPT + "Turn: WHITE\n" + PROMPT);
 
     // Any bytes at all are answered, never fatal.
     std::string junk("\x01\xff\xfe\tcd\r\n\x7f", 9);
-    run = Console(junk + "\nq\n", "junk");
+    run = Console(junk + "\nq\n");
     EXPECT_EQ(run.status, 0);
 }
 
@@ -226,17 +180,14 @@ TEST(ConsoleTranscript, HashCommands) {
     const std::string sizeError =
         "Error: insert a number between 4 and 8192 \n"
         "tellusererror Error (size out of bound): Insert size between 4 and 8192\n";
-    ConsoleRun run = Console("hstore 7\nhprobe\nclear\nhprobe\nmemory 9000\nmemory\nmemory 2\nhprobe\nq\n", "hash");
+    EngineRun run = Console("hstore 7\nhprobe\nclear\nhprobe\nmemory 9000\nmemory\nmemory 2\nhprobe\nq\n");
     EXPECT_EQ(run.out, PROMPT + "Stored with aging: 7\n" + PROMPT + "Hash Probe OK" + PROMPT + PROMPT +
                            "Hash Probe KO" + PROMPT + sizeError + PROMPT + sizeError + PROMPT +
                            "Allocated 2 MB for the Hash Table\n" + PROMPT + "Hash Probe KO" + PROMPT);
 }
 
 TEST(ConsoleTranscript, EntryThreadsAndEngineMove) {
-    auto dir = FreshWorkDir("console_entry");
-    std::ofstream(dir / "ferrolune.ini", std::ios::binary) << SMALL_INI;
-    EngineRun run = RunEngineWith("c\nthread 2\nthread 0\nthread 25\nthread\nsd 2\ngo\nundo\ngetboard\nq\n", dir);
-    std::filesystem::remove_all(dir);
+    EngineRun run = RunEngine("c\nthread 2\nthread 0\nthread 25\nthread\nsd 2\ngo\nundo\ngetboard\nq\n");
     EXPECT_EQ(run.status, 0);
     const std::string entry = "enter 'console' for console mode... Allocated 1 MB for the Hash Table\n"
                               "Allocated 1 MB for the HashPawn Table for Thread 1\n" + WELCOME + PROMPT;
@@ -252,4 +203,58 @@ TEST(ConsoleTranscript, EntryThreadsAndEngineMove) {
     auto best = rest.find("\nBestmove: ");
     ASSERT_NE(best, std::string::npos) << rest;
     EXPECT_EQ(rest.substr(rest.find('\n', best + 1) + 1), PROMPT + PROMPT + START_FEN + PROMPT);
+}
+
+// The exchange self-test: 25 blocks with the reference move and score, and the exchange values of the tested
+// move and of the capture the search would try first; the game is left at the last test position. The
+// exchange values themselves are checked in see_test.
+TEST(ConsoleTranscript, ExchangeSelfTestAndScore) {
+    EngineRun run = Console("see\ngetboard\nsetboard rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1\n"
+                             "score\nq\n");
+    EXPECT_EQ(run.status, 0);
+    const std::regex block("\nTestCase [ 0-9]{2} {22}Score: {10}[ 0-9-]{5}\nMove: {11}[ a-h1-8qrbn]{8} {6}SEE move: {7}"
+                           "[ 0-9-]{8}\nBest: {11}[ a-h1-8qrbn]{8} {6}SEE best: {7}[ 0-9-]{8}\n");
+    EXPECT_EQ(std::distance(std::sregex_iterator(run.out.begin(), run.out.end(), block), std::sregex_iterator()), 25);
+    EXPECT_NE(run.out.find("\nTestCase  1                      Score:           -125\n"
+                           "Move:               c3d4      SEE move:              0\n"
+                           "Best:               c3d4      SEE best:              0\n"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("\nTestCase 24                      Score:              0\n"
+                           "Move:              d7d8q      SEE move:           -875\n"
+                           "Best:               f3f8      SEE best:          10000\n"), std::string::npos);
+    EXPECT_NE(run.out.find("FEN: 5k2/p2P2pp/1b6/1p6/1Nn1P1n1/8/PPP4P/R2QK1NR w KQ - \n"), std::string::npos);
+    // The evaluation table after 1.e4, from Black's side, and the score.
+    EXPECT_NE(run.out.find("| Material      |   800|   600|   650|  1000|   975|     .|\n"), std::string::npos);
+    EXPECT_NE(run.out.find("\nScore: -22\n"), std::string::npos) << run.out;
+}
+
+TEST(ConsoleTranscript, ProgressBarTruncatesPercentAndWidth) {
+    const auto bar = [](double fraction) { return Printed([&] { PrintProgress(fraction); }); };
+    // The tablebase test's fractions are single precision, just below 0.04 and 0.08.
+    EXPECT_EQ(bar(100000 / 2500000.0f), "\r  3% [||" + std::string(58, ' ') + "]");
+    EXPECT_EQ(bar(200000 / 2500000.0f), "\r  7% [||||" + std::string(56, ' ') + "]");
+    EXPECT_EQ(bar(1.0), "\r100% [" + std::string(60, '|') + "]");
+}
+
+// What the engine announces when a move ends the game; the position is left as it was.
+TEST(GameEnd, ResultLines) {
+    const char* shuffle = "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6 f3g1 f6g8";
+    const auto result = [](const char* fen, const std::string& moves = "") {
+        const Position* pos = LoadGame(fen, moves.c_str());
+        const Position saved = *pos;
+        const std::string out = Printed([] { CheckGameEnd(mainContext); });
+        EXPECT_TRUE(mainContext.current == pos && pos->key == saved.key);
+        return out;
+    };
+    EXPECT_EQ(result(START, "f2f3 e7e5 g2g4 d8h4"), "0-1 {Black mates}\n");
+    EXPECT_EQ(result("7k/5Q2/6K1/8/8/8/8/8 b - - 0 1"), "1/2-1/2 {Stalemate}\n");
+    EXPECT_EQ(result("6rk/5Qpp/8/8/8/8/8/6K1 b - - 0 1"), "");
+    EXPECT_EQ(result("4k3/8/8/8/8/8/8/R3K3 w - - 99 80"), "");
+    EXPECT_EQ(result("4k3/8/8/8/8/8/8/R3K3 w - - 100 80"), "1/2-1/2 {Draw by 50 move rule}\n");
+    EXPECT_EQ(result(START, shuffle), "1/2-1/2 {Draw by repetition}\n");
+    EXPECT_EQ(result(START, std::string(shuffle) + " g1f3 g8f6 f3g1 f6g8"), "");  // the fourth time
+    // The three findings are independent of each other.
+    EXPECT_EQ(result("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 92 1", shuffle),
+              "1/2-1/2 {Draw by repetition}\n1/2-1/2 {Draw by 50 move rule}\n");
+    EXPECT_EQ(result("6k1/5ppp/8/8/8/8/8/R5K1 w - - 120 1", "a1a8"),
+              "1/2-1/2 {Draw by 50 move rule}\n1-0 {White mates}\n");
 }

@@ -1,8 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "frontend/input.h"
+#include "support.h"
 
 // One reader serves the mode line, the console pieces and the whole protocol lines: whatever one of them
 // reads ahead, the next continues from it, whatever the sizes the source hands out.

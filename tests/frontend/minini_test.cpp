@@ -1,88 +1,44 @@
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <filesystem>
-#include <fstream>
-#include <string>
-
-#include <unistd.h>
-
 #include "frontend/minIni.h"
+#include "support.h"
 
 namespace {
 
-// Writes the text to a fresh file per test and removes it afterwards.
+// The text in a file of its own, removed again at the end of the test.
 struct IniFile {
-    explicit IniFile(const std::string& text)
-        : path((std::filesystem::temp_directory_path() / ("ferrolune_ini_" + std::to_string(::getpid()) + ".ini"))
-                   .string()) {
-        std::ofstream(path, std::ios::binary) << text;
-    }
-    ~IniFile() { std::filesystem::remove(path); }
+    ScratchDir dir{"ini"};
+    std::string path;
+    explicit IniFile(const std::string& text) : path(dir.Write("test.ini", text).string()) {}
     const char* name() const { return path.c_str(); }
     std::string Get(const char* section, const char* key, const char* def = "<default>", int size = 256) const {
         char buf[512];
         IniGetString(section, key, def, buf, size, name());
         return buf;
     }
-    std::string path;
 };
 
 }  // namespace
 
-TEST(IniReader, SectionAndKeyMatching) {
-    IniFile f(
-        "top=before any header\n"
-        "  [engine]  \n"
-        "maxdepth = 12\n"
-        "Both: colon = equals wins\n"
-        "\t Spaced Key \t= spaced\n"
-        "; Hidden=comment\n"
-        "no separator here\n"
-        "Dup=first\n"
-        "Dup=second\n"
-        "[ TIME ]\n"
-        "SuddenDeath=30\n"
-        "[OTHER]\n"
-        "Late=in other\n"
-        "[ENGINE]\n"
-        "Late=after second engine header\n");
-    EXPECT_EQ(f.Get("ENGINE", "MaxDepth"), "12");
-    EXPECT_EQ(f.Get("ENGINE", "Both: colon"), "equals wins");
-    EXPECT_EQ(f.Get("ENGINE", "Spaced Key"), "spaced");
-    EXPECT_EQ(f.Get("ENGINE", "Hidden"), "<default>");
-    EXPECT_EQ(f.Get("ENGINE", "Dup"), "first");
-    EXPECT_EQ(f.Get("ENGINE", "Max"), "<default>");
-    // Only the first header of a name is searched; a header with inner blanks is another name.
-    EXPECT_EQ(f.Get("ENGINE", "Late"), "<default>");
-    EXPECT_EQ(f.Get("TIME", "SuddenDeath"), "<default>");
-    EXPECT_EQ(f.Get(" TIME ", "SuddenDeath"), "30");
-    // A header ends the section; the key is not looked for beyond it.
-    EXPECT_EQ(f.Get("OTHER", "SuddenDeath"), "<default>");
-    EXPECT_EQ(f.Get("MISSING", "top"), "<default>");
-}
-
-TEST(IniReader, ValuesQuotesAndComments) {
-    IniFile f(
-        "[BOOK]\n"
-        "BookFile = \"my book.bin\" ; the file\n"
-        "Plain = a;b\n"
-        "Quoted = \"a;b\"\n"
-        "Hash = value # trailing\n"
-        "EmptyComment = ; nothing\n"
-        "Escaped = \"say \\\"hi\\\" and \"\"bye\"\"\"\n"
-        "Inner = x\"y;z\"w ; done\n"
-        "Lone = \"\n"
-        "Crlf = windows\r\n");
-    EXPECT_EQ(f.Get("BOOK", "BookFile"), "my book.bin");
-    EXPECT_EQ(f.Get("BOOK", "Plain"), "a");
-    EXPECT_EQ(f.Get("BOOK", "Quoted"), "a;b");
-    EXPECT_EQ(f.Get("BOOK", "Hash"), "value");
-    EXPECT_EQ(f.Get("BOOK", "EmptyComment"), "");
-    EXPECT_EQ(f.Get("BOOK", "Escaped"), "say \"hi\" and \"bye\"");
-    EXPECT_EQ(f.Get("BOOK", "Inner"), "x\"y;z\"w");
-    EXPECT_EQ(f.Get("BOOK", "Lone"), "\"");
-    EXPECT_EQ(f.Get("BOOK", "Crlf"), "windows");
+TEST(IniReader, SectionsKeysValuesAndLongLines) {
+    IniFile f("top=before any header\n  [engine]  \nmaxdepth = 12\nBoth: colon = equals wins\n\t Spaced Key \t= spaced\n"
+              "; Hidden=comment\nno separator here\nDup=first\nDup=second\n[ TIME ]\nSuddenDeath=30\n[OTHER]\n"
+              "Late=in other\n[ENGINE]\nLate=after second engine header\n"
+              "[BOOK]\nBookFile = \"my book.bin\" ; the file\nPlain = a;b\nQuoted = \"a;b\"\nHash = value # trailing\n"
+              "EmptyComment = ; nothing\nEscaped = \"say \\\"hi\\\" and \"\"bye\"\"\"\nInner = x\"y;z\"w ; done\n"
+              "Lone = \"\nCrlf = windows\r\n"
+              // Lines are read 511 characters at a time; what follows is a line of its own, even a header.
+              "[S]\n" + std::string(511, 'z') + "k=tail\n[T]\nfirst=" + std::string(505, 'v') + "[Y]\nk=y\n");
+    const char* const cases[][3] = {
+        {"ENGINE", "MaxDepth", "12"}, {"ENGINE", "Both: colon", "equals wins"}, {"ENGINE", "Spaced Key", "spaced"},
+        {"ENGINE", "Hidden", "<default>"}, {"ENGINE", "Dup", "first"}, {"ENGINE", "Max", "<default>"},
+        // Only the first header of a name is searched, and a header ends the section; a header with inner
+        // blanks is another name.
+        {"ENGINE", "Late", "<default>"}, {"TIME", "SuddenDeath", "<default>"}, {" TIME ", "SuddenDeath", "30"},
+        {"OTHER", "SuddenDeath", "<default>"}, {"MISSING", "top", "<default>"},
+        {"BOOK", "BookFile", "my book.bin"}, {"BOOK", "Plain", "a"}, {"BOOK", "Quoted", "a;b"}, {"BOOK", "Hash", "value"},
+        {"BOOK", "EmptyComment", ""}, {"BOOK", "Escaped", "say \"hi\" and \"bye\""}, {"BOOK", "Inner", "x\"y;z\"w"},
+        {"BOOK", "Lone", "\""}, {"BOOK", "Crlf", "windows"}, {"S", "k", "tail"}, {"Y", "k", "y"}};
+    for (const auto& c : cases) EXPECT_EQ(f.Get(c[0], c[1]), c[2]) << c[0] << " " << c[1];
+    EXPECT_EQ(f.Get("T", "first", "", 512), std::string(505, 'v'));
     // Values and defaults are cut to the destination.
     EXPECT_EQ(f.Get("BOOK", "BookFile", "", 3), "my");
     EXPECT_EQ(f.Get("BOOK", "Nope", "abcdef", 4), "abc");
@@ -101,26 +57,16 @@ TEST(IniReader, BadArgumentsMissingFileNumbersAndBooleans) {
     EXPECT_STREQ(buf, "dflt");
     EXPECT_EQ(IniGetLong("N", "k", 42, "/nonexistent/dir/x.ini"), 42);
 
-    EXPECT_EQ(IniGetLong("N", "hex", 0, f.name()), 256);
-    EXPECT_EQ(IniGetLong("N", "hexneg", 5, f.name()), 0);
-    EXPECT_EQ(IniGetLong("N", "big", 0, f.name()), INT32_MAX);
-    EXPECT_EQ(IniGetLong("N", "partial", 0, f.name()), -7);
-    EXPECT_EQ(IniGetLong("N", "k", 9, f.name()), 0);
-    EXPECT_EQ(IniGetLong("N", "empty", 9, f.name()), 9);
-    EXPECT_EQ(IniGetLong("N", "quotedNum", 0, f.name()), 12);
-    EXPECT_EQ(IniGetBool("B", "t", 0, f.name()), 1);
-    EXPECT_EQ(IniGetBool("B", "n", 1, f.name()), 0);
-    EXPECT_EQ(IniGetBool("B", "zero", 1, f.name()), 0);
-    EXPECT_EQ(IniGetBool("B", "maybe", 1, f.name()), 1);
-    EXPECT_EQ(IniGetBool("B", "maybe", 0, f.name()), 0);
-    EXPECT_EQ(IniGetBool("B", "missing", 1, f.name()), 1);
-}
-
-TEST(IniReader, LongLinesSplitIntoPieces) {
-    // Lines are read 511 characters at a time; what follows is a line of its own, even a header.
-    IniFile f("[S]\n" + std::string(511, 'z') + "k=tail\n" +
-              "[T]\nfirst=" + std::string(505, 'v') + "[Y]\nk=y\n");
-    EXPECT_EQ(f.Get("S", "k"), "tail");
-    EXPECT_EQ(f.Get("T", "first", "", 512), std::string(505, 'v'));
-    EXPECT_EQ(f.Get("Y", "k"), "y");
+    const struct {
+        const char* key;
+        long fallback, expected;
+    } longs[] = {{"hex", 0, 256}, {"hexneg", 5, 0}, {"big", 0, INT32_MAX}, {"partial", 0, -7}, {"k", 9, 0},
+                 {"empty", 9, 9}, {"quotedNum", 0, 12}};
+    for (const auto& c : longs) EXPECT_EQ(IniGetLong("N", c.key, c.fallback, f.name()), c.expected) << c.key;
+    // Only the first letter of a boolean counts; anything else gives the default.
+    const struct {
+        const char* key;
+        int fallback, expected;
+    } bools[] = {{"t", 0, 1}, {"n", 1, 0}, {"zero", 1, 0}, {"maybe", 1, 1}, {"maybe", 0, 0}, {"missing", 1, 1}};
+    for (const auto& c : bools) EXPECT_EQ(IniGetBool("B", c.key, c.fallback, f.name()), c.expected) << c.key;
 }

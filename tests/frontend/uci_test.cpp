@@ -1,123 +1,67 @@
-#include <gtest/gtest.h>
-
-#include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <vector>
+#include <cstdio>
+#include <thread>
 
-#include "board/fen.h"
-#include "board/position.h"
-#include "engine_process.h"
 #include "frontend/config.h"
 #include "frontend/uci.h"
-#include "search/search.h"
 #include "search/timeman.h"
-#include "testdata.h"
+#include "support.h"
 
 namespace {
 
 const std::string PROMPT = "enter 'console' for console mode... ";
 
-std::string GameFen() {
-    char fen[FEN_BUFFER_SIZE];
-    WriteFen(*mainContext.current, fen);
-    return fen;
-}
-
-// The engine as a GUI sees it: lines written to its input, lines read from its output as they come.
+// The engine as a GUI sees it: lines written to its input as the test goes, its output read as it comes.
 class UciSession {
 public:
-    explicit UciSession(const std::string& book) {
-        auto dir = FreshWorkDir("uci");
-        std::ofstream(dir / "ferrolune.ini") << "[ENGINE]\nThread=1\nHashSize=16\nHashPawnSize=1\n[BOOK]\n"
-                                             << book << "\n[TABLEBASE]\nSyzygy=false\n";
-        // An engine that dies must fail the test, not end it through SIGPIPE.
-        ::signal(SIGPIPE, SIG_IGN);
-        int in[2], out[2];
-        if (::pipe(in) != 0 || ::pipe(out) != 0) return;
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            ::dup2(in[0], 0);
-            ::dup2(out[1], 1);
-            ::dup2(::open("/dev/null", O_WRONLY), 2);
-            ::close(in[1]);
-            ::close(out[0]);
-            if (::chdir(dir.c_str()) == 0) ::execl(FERROLUNE_BINARY, FERROLUNE_BINARY, static_cast<char*>(nullptr));
-            ::_exit(127);
-        }
-        ::close(in[0]);
-        ::close(out[1]);
-        toEngine_ = in[1];
-        fromEngine_ = out[0];
+    explicit UciSession(const std::string& book) : dir_("uci") {
+        dir_.Write("ferrolune.ini", "[ENGINE]\nThread=1\nHashSize=16\nHashPawnSize=1\n[BOOK]\n" + book +
+                                        "\n[TABLEBASE]\nSyzygy=false\n");
+        ::signal(SIGPIPE, SIG_IGN);  // an engine that dies must fail the test, not end it
+        const std::string cmd = "cd '" + dir_.path.string() + "' && exec '" FERROLUNE_BINARY "' > out.txt 2> /dev/null";
+        engine_ = ::popen(cmd.c_str(), "w");
     }
     ~UciSession() {
-        if (toEngine_ >= 0) ::close(toEngine_);
-        ::close(fromEngine_);
-        if (pid_ > 0 && !exited_) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-        }
+        if (engine_) Send("quit"), Close();
     }
-
     void Send(const std::string& line) {
-        std::string text = line + "\n";
-        ASSERT_EQ(::write(toEngine_, text.data(), text.size()), ssize_t(text.size()));
+        const std::string text = line + "\n";  // written whole: the line may hold a NUL byte
+        std::fwrite(text.data(), 1, text.size(), engine_);
+        std::fflush(engine_);
     }
-    void CloseInput() { ::close(toEngine_), toEngine_ = -1; }
-
-    // The first line beginning with prefix, or "" when none came within the time; all lines read are kept.
+    // Ends the input and waits for the engine to end; its exit status.
+    int Close() {
+        const int status = ::pclose(engine_);
+        engine_ = nullptr;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    // The next line beginning with prefix, or "" when none came within the time; all lines read are kept.
     std::string WaitFor(const std::string& prefix, int timeoutMs) {
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        for (;;) {
-            for (size_t eol; (eol = pending_.find('\n')) != std::string::npos;) {
-                std::string line = pending_.substr(0, eol);
-                pending_.erase(0, eol + 1);
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        for (;; std::this_thread::sleep_for(std::chrono::milliseconds(2))) {
+            const std::string out = ReadFile(dir_.path / "out.txt");
+            for (size_t eol; (eol = out.find('\n', read_)) != std::string::npos; read_ = eol + 1) {
+                std::string line = out.substr(read_, eol - read_);
                 // The start-up prompt ends without a newline, so the first answer shares its line.
-                if (line.compare(0, PROMPT.size(), PROMPT) == 0) line.erase(0, PROMPT.size());
+                if (line.starts_with(PROMPT)) line.erase(0, PROMPT.size());
                 lines_.push_back(line);
-                if (line.compare(0, prefix.size(), prefix) == 0) return line;
+                if (line.starts_with(prefix)) return read_ = eol + 1, line;
             }
-            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-            if (left.count() <= 0) return "";
-            pollfd fd{fromEngine_, POLLIN, 0};
-            if (::poll(&fd, 1, int(left.count())) <= 0) continue;
-            char buffer[4096];
-            ssize_t n = ::read(fromEngine_, buffer, sizeof buffer);
-            if (n <= 0) return "";
-            pending_.append(buffer, size_t(n));
+            if (std::chrono::steady_clock::now() > deadline) return "";
         }
     }
-
-    bool Saw(const std::string& prefix) {
-        for (const auto& line : lines_)
-            if (line.compare(0, prefix.size(), prefix) == 0) return true;
-        return false;
-    }
-
-    // Exit status once the process has ended within the time, else -1.
-    int WaitExit(int timeoutMs) {
-        for (int waited = 0, status; waited < timeoutMs; waited += 10, ::usleep(10000))
-            if (::waitpid(pid_, &status, WNOHANG) == pid_) {
-                exited_ = true;
-                return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            }
-        return -1;
+    bool Saw(const std::string& prefix) const {
+        return std::any_of(lines_.begin(), lines_.end(), [&](const std::string& l) { return l.starts_with(prefix); });
     }
 
     std::vector<std::string> lines_;
 
 private:
-    pid_t pid_ = -1;
-    bool exited_ = false;
-    int toEngine_ = -1, fromEngine_ = -1;
-    std::string pending_;
+    ScratchDir dir_;
+    FILE* engine_ = nullptr;
+    size_t read_ = 0;
 };
 
 std::string MoveOf(const std::string& bestmoveLine) {
@@ -126,79 +70,35 @@ std::string MoveOf(const std::string& bestmoveLine) {
 
 }  // namespace
 
-TEST(UciCommands, GoValuesAreConvertedAndPersist) {
-    mainContext.current = NewGame();
+// Black's clocks after 1.e4 are converted in the end-to-end game below; here what persists and what is a keyword.
+TEST(UciCommands, GoValuesPersistAndOnlyWholeWordsCount) {
+    const auto clocks = [] {
+        const TimeControl& t = timeControl;
+        return std::to_string(t.moveTimeLimit) + " " + std::to_string(t.movesToGo) + " " + std::to_string(t.myTime) +
+               " " + std::to_string(t.oppTime) + " " + std::to_string(t.increment) + " " + std::to_string(settings.maxDepth);
+    };
     ASSERT_EQ(SetUciPosition("position startpos moves e2e4"), 1);  // Black to move
     timeControl.movesToGo = 0;
-    EXPECT_FALSE(ReadGoParameters("go wtime 60000 btime 30000 winc 1000 binc 2000"));
-    // Values a command does not give keep their earlier value.
-    EXPECT_FALSE(ReadGoParameters("go movetime 1000 movestogo 7"));
-    EXPECT_FALSE(ReadGoParameters("go wtime 5009 btime 40"));
-    EXPECT_EQ(timeControl.moveTimeLimit, 100);
-    EXPECT_EQ(timeControl.movesToGo, 7);
-    EXPECT_EQ(timeControl.myTime, 4);
-    EXPECT_EQ(timeControl.oppTime, 500);
-    EXPECT_EQ(timeControl.increment, 200);
-
-    // Only whole words are keywords; the depth limit takes 2..64 only.
     settings.maxDepth = 63;
-    EXPECT_FALSE(ReadGoParameters("go depth 1 nodes 5 mate 3 xwtime 7 wtimex 8"));
-    EXPECT_FALSE(ReadGoParameters("go depth 65"));
-    EXPECT_EQ(settings.maxDepth, 63);
-    EXPECT_EQ(timeControl.oppTime, 500);
+    // Values a command does not give keep their earlier value; the depth limit takes 2..64 only.
+    for (const char* go : {"go wtime 60000 btime 30000 winc 1000 binc 2000", "go movetime 1000 movestogo 7",
+                           "go wtime 5009 btime 40", "go depth 1 nodes 5 mate 3 xwtime 7 wtimex 8", "go depth 65"})
+        EXPECT_FALSE(ReadGoParameters(go)) << go;
+    EXPECT_EQ(clocks(), "100 7 4 500 200 63");
     EXPECT_FALSE(ReadGoParameters("go depth 5"));
-    EXPECT_EQ(settings.maxDepth, 5);
-
-    // White to move: the white values are ours.
-    ASSERT_EQ(SetUciPosition("position startpos"), 1);
+    ASSERT_EQ(SetUciPosition("position startpos"), 1);  // White's values are ours
     EXPECT_FALSE(ReadGoParameters("go btime 70000 wtime 80000 binc 3000 winc 500"));
-    EXPECT_EQ(timeControl.myTime, 8000);
-    EXPECT_EQ(timeControl.oppTime, 7000);
-    EXPECT_EQ(timeControl.increment, 50);
+    EXPECT_EQ(clocks(), "100 7 8000 7000 50 5");
 
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(ReadGoParameters("go ponder wtime 1000"));
-    EXPECT_EQ(pondering.load() * 2 + infiniteSearch.load(), 2u);
-    EXPECT_TRUE(ReadGoParameters("go infinite"));
-    EXPECT_EQ(infiniteSearch.load(), 1u);
-    EXPECT_FALSE(ReadGoParameters("go"));
-    EXPECT_EQ(pondering.load() + infiniteSearch.load(), 0u);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "#DEBUG: go ponder\nCommand: infinite\n");
-}
-
-TEST(UciCommands, PositionOffsetsAndMoveLists) {
-    mainContext.current = NewGame();
-    ASSERT_EQ(SetUciPosition("position startpos moves e2e4 e7e5 g1f3"), 1);
-    EXPECT_EQ(GameFen(), "rnbqkbnr/pppp1ppp/8/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R b KQkq - ");
-    // The pawn moves collapsed the stack; the knight move added one record.
-    EXPECT_EQ(mainContext.current, &mainContext.positionStack[1]);
-    // Any word other than "fen" means the start position.
-    ASSERT_EQ(SetUciPosition("position whatever moves d2d4"), 1);
-    EXPECT_EQ(GameFen(), "rnbqkbnr/pppppppp/8/8/3P4/8/PPP1PPPP/RNBQKBNR b KQkq d3 ");
-    ASSERT_EQ(SetUciPosition("position fen r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 3 20 moves e1g1 e8c8"), 1);
-    EXPECT_EQ(GameFen(), "2kr3r/8/8/8/8/8/8/R4RK1 w - - ");
-
-    // Every command starts at the bottom of the stack, and a list of reversible moves longer than the
-    // stack keeps only its recent records.
-    std::string shuffle = "position startpos moves";
-    for (int i = 0; i < 25; ++i) shuffle += " g1f3 g8f6 f3g1 f6g8";
-    for (int i = 0; i < 20; ++i) ASSERT_EQ(SetUciPosition(shuffle.c_str()), 1);
-    EXPECT_EQ(mainContext.current, &mainContext.positionStack[100]);
-    for (int i = 25; i < 250; ++i) shuffle += " g1f3 g8f6 f3g1 f6g8";
-    ASSERT_EQ(SetUciPosition(shuffle.c_str()), 1);
-    EXPECT_EQ(GameFen(), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ");
-    EXPECT_EQ(mainContext.current->repetitions, (1000 - 768) / 4);  // since the 8-bit clock last wrapped
-
-    EXPECT_EQ(SetUciPosition("position fen rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR x KQkq - 0 1"), 0);
-    EXPECT_EQ(SetUciPosition("position startpos moves e2e5"), 0);
-    // A rejected FEN leaves a record to play from: rights and key agree with what was read, and a board
-    // that no play reaches gives way to the start position.
-    EXPECT_EQ(SetUciPosition("position fen 4k3/8/8/8/8/8/8/4K2B w KX - 0 1"), 0);
-    EXPECT_EQ(GameFen(), "4k3/8/8/8/8/8/8/4K2B w - - ");
-    EXPECT_EQ(mainContext.current->key, ComputeKey(*mainContext.current));
-    EXPECT_EQ(SetUciPosition("position fen 4k3/8/8/8/8/8/8/4X3 w - - 0 1"), 0);
-    EXPECT_EQ(GameFen(), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ");
-    mainContext.current = NewGame();
+    const std::string out = Printed([] {
+        EXPECT_TRUE(ReadGoParameters("go ponder wtime 1000"));
+        EXPECT_EQ(pondering.load() * 2 + infiniteSearch.load(), 2u);
+        EXPECT_TRUE(ReadGoParameters("go infinite"));
+        EXPECT_EQ(infiniteSearch.load(), 1u);
+        EXPECT_FALSE(ReadGoParameters("go"));
+        EXPECT_EQ(pondering.load() + infiniteSearch.load(), 0u);
+    });
+    EXPECT_EQ(out, "#DEBUG: go ponder\nCommand: infinite\n");
 }
 
 TEST(UciEndToEnd, AGameAsAnInterfacePlaysIt) {
@@ -214,7 +114,19 @@ TEST(UciEndToEnd, AGameAsAnInterfacePlaysIt) {
     engine.Send("isready");
     ASSERT_EQ(engine.WaitFor("readyok", 5000), "readyok");
 
+    // Clocks in milliseconds are the engine's centiseconds; Black's are ours after 1.e4, and the opening's
+    // divisor applies. Positions that cannot be set are reported.
+    engine.Send("position startpos moves e2e4");
+    engine.Send("go wtime 60000 btime 30000 winc 1000 binc 2000");
+    EXPECT_EQ(engine.WaitFor("#DEBUG: Allocated Time:", 5000), "#DEBUG: Allocated Time: 275  myTime: 3000 moveSpeed 40");
+    EXPECT_NE(engine.WaitFor("bestmove ", 5000), "");
+    for (const char* bad : {"position fen 4k3/8/8/8/8/8/8/4K3 x - - 0 1", "position startpos moves e2e5"}) {
+        engine.Send(bad);
+        EXPECT_EQ(engine.WaitFor("#DEBUG: BAD FEN|MOVES!", 5000), "#DEBUG: BAD FEN|MOVES!") << bad;
+    }
+
     // Both sides played by the engine on fast clocks; every move is fed back in the growing list.
+    engine.lines_.clear();
     std::string position = "position startpos moves";
     for (int ply = 0; ply < 8; ++ply) {
         engine.Send(position);
@@ -252,33 +164,27 @@ TEST(UciEndToEnd, AGameAsAnInterfacePlaysIt) {
     engine.Send("stop");
     EXPECT_NE(engine.WaitFor("bestmove ", 1000), "");
     engine.Send("quit");
-    EXPECT_EQ(engine.WaitExit(5000), 0);
+    EXPECT_EQ(engine.Close(), 0);
 }
 
-TEST(UciEndToEnd, QuitOrEndOfInputWhilePondering) {
-    for (bool quit : {true, false}) {
-        UciSession engine("Book=false");
-        engine.Send("uci");
-        engine.Send("go ponder wtime 60000 btime 60000");
-        EXPECT_NE(engine.WaitFor("#DEBUG: start Think", 5000), "");
-        if (quit) engine.Send("quit");
-        else engine.CloseInput();
-        EXPECT_EQ(engine.WaitExit(5000), 0) << quit;
+// Batch sessions: the whole input at once, so "quit" or the end of the input meets a search still running.
+TEST(UciEndToEnd, QuitOrEndOfInputWhilePonderingAndBookMoves) {
+    const std::string ini = "[ENGINE]\nThread=1\nHashSize=1\nHashPawnSize=1\n[TABLEBASE]\nSyzygy=0\n[BOOK]\n";
+    for (const char* end : {"quit\n", ""}) {
+        EngineRun run = RunEngine(std::string("uci\ngo ponder wtime 60000 btime 60000\n") + end, ini + "Book=0\n");
+        EXPECT_EQ(run.status, 0) << end;
+        EXPECT_NE(run.out.find("#DEBUG: start Think"), std::string::npos) << run.out;
     }
-}
-
-TEST(UciEndToEnd, BookMovesWithoutSearch) {
+    // The start position's first entry in the book file is e2e4, played without a search; out of book a
+    // search answers.
     REQUIRE_SHARED_FILE(book, "books/performance.bin");
-    UciSession engine("Book=true\nRandBook=false\nBookFile=" + book.string());
-    engine.Send("uci");
-    // The start position's first entry in the file is e2e4.
-    engine.Send("position startpos");
-    engine.Send("go wtime 1000 btime 1000");
-    EXPECT_EQ(engine.WaitFor("bestmove ", 5000), "bestmove e2e4");
-    EXPECT_FALSE(engine.Saw("#DEBUG: start Think"));
-    // Out of book: a search answers.
-    engine.Send("position startpos moves a2a3 h7h6 h2h3");
-    engine.Send("go wtime 1000 btime 1000");
-    EXPECT_NE(engine.WaitFor("bestmove ", 3000), "");
-    EXPECT_TRUE(engine.Saw("#DEBUG: start Think"));
+    EngineRun run = RunEngine("uci\nposition startpos\ngo wtime 1000 btime 1000\nisready\n"
+                              "position startpos moves a2a3 h7h6 h2h3\ngo depth 2\n",
+                              ini + "Book=true\nRandBook=false\nBookFile=" + book.string() + "\n");
+    const size_t ready = run.out.find("readyok\n");
+    ASSERT_NE(ready, std::string::npos) << run.out;
+    EXPECT_NE(run.out.rfind("bestmove e2e4\n", ready), std::string::npos) << run.out;
+    EXPECT_EQ(run.out.rfind("#DEBUG: start Think", ready), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("bestmove ", ready), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("#DEBUG: start Think", ready), std::string::npos) << run.out;
 }

@@ -1,65 +1,33 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-
-#include "board/fen.h"
 #include "board/makemove.h"
-#include "board/movegen.h"
-#include "eval/pawns.h"
 #include "frontend/config.h"
 #include "frontend/uci.h"
 #include "search/iterate.h"
 #include "search/threads.h"
 #include "search/timeman.h"
-#include "search/tt.h"
-#include "tablebases/tb_test_util.h"
+#include "support.h"
 #include "tablebases/tbprobe.h"
-#include "testdata.h"
 
 namespace {
 
-const char* const START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
-const char* const KIWIPETE = "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1";
+// An untimed console search of the game position; its output goes to out.
+uint64_t Search(std::string& out) {
+    timeControl.startTime = ClockMs();
+    uint64_t result = 0;
+    out = Printed([&] { result = SearchMain(mainContext); });
+    return result;
+}
 
-// Gives the contexts their tables and each test the settings of a plain console search.
-class SearchDriver : public testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        testing::internal::CaptureStdout();
-        if (transpositionTable.entries == 0) AllocateHashTable(HashEntriesForMB(16), 16);
-        for (int i = 0; i < 4; ++i) AllocPawnHash(threadContexts[i], 1 << 12, 0, false, i + 1);
-        testing::internal::GetCapturedStdout();
-    }
-    void SetUp() override {
-        settings.useSyzygy = 0;
-        settings.postThinking = 1;
-        settings.threadCount = 1;
-        settings.maxDepth = 63;
-    }
+bool IsRootMove(Move m) {
+    MoveEntry list[MOVELIST_SIZE];
+    MoveEntry* end = GenerateLegal(*mainContext.current, list);
+    return std::any_of(list, end, [m](const MoveEntry& e) { return e.move == m; });
+}
 
-    static void SetPosition(const char* fen) {
-        mainContext.current = NewGame();
-        ASSERT_EQ(ParseFen(mainContext, fen, nullptr), 1) << fen;
-    }
-    // An untimed search of the game position; its output goes to out.
-    static uint64_t Search(std::string& out) {
-        timeControl.startTime = ClockMs();
-        testing::internal::CaptureStdout();
-        uint64_t result = SearchMain(mainContext);
-        out = testing::internal::GetCapturedStdout();
-        return result;
-    }
-    static bool IsRootMove(Move m) {
-        MoveEntry list[MOVELIST_SIZE];
-        MoveEntry* end = GenerateLegal(*mainContext.current, list);
-        return std::any_of(list, end, [m](const MoveEntry& e) { return e.move == m; });
-    }
-};
-
-TEST_F(SearchDriver, SingleLegalMoveAndDepthLimit) {
+TEST(Iterate, SingleLegalMoveDepthLimitAndThreads) {
+    settings.useSyzygy = 0;
+    settings.threadCount = 1;
     // Only h1h2: the rook holds the g-file. One line at depth 0, nothing searched.
-    SetPosition("6r1/8/8/8/8/8/8/k6K w - - 0 1");
+    LoadGame("6r1/8/8/8/8/8/8/k6K w - - 0 1");
     std::string out;
     EXPECT_EQ(ResultMove(Search(out)), TextToMove(*mainContext.current, "h1h2"));
     EXPECT_EQ(out.rfind(" 0      0 ", 0), 0u) << out;
@@ -67,16 +35,30 @@ TEST_F(SearchDriver, SingleLegalMoveAndDepthLimit) {
     EXPECT_NE(out.find("          0 h1h2 \n"), std::string::npos) << out;
 
     // maxDepth 2: lines for depths 1 and 2 only (re-searches repeat a depth).
-    SetPosition(START);
+    LoadGame(START);
     settings.maxDepth = 2;
     EXPECT_TRUE(IsRootMove(ResultMove(Search(out))));
     EXPECT_EQ(out.rfind(" 1 ", 0), 0u) << out;
     EXPECT_NE(out.find("\n 2 "), std::string::npos) << out;
     EXPECT_EQ(out.find("\n 3 "), std::string::npos) << out;
+
+    // Several threads: a legal move, and the back-rank mate announced whichever thread wins.
+    settings.maxDepth = 5;
+    for (int threads : {2, 4}) {
+        settings.threadCount = uint8_t(threads);
+        LoadGame("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1");
+        EXPECT_TRUE(IsRootMove(ResultMove(Search(out)))) << "threads " << threads;
+        EXPECT_TRUE(winnerThread >= 1 && winnerThread <= threads);
+        LoadGame("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
+        const uint64_t result = Search(out);
+        EXPECT_EQ(ResultMove(result), TextToMove(*mainContext.current, "a1a8"));
+        EXPECT_EQ(ResultScore(result), 19999);
+        EXPECT_NE(out.find("Mate in 1 \n"), std::string::npos) << out;
+    }
 }
 
-TEST_F(SearchDriver, PrintedLinesInBothDialects) {
-    SetPosition(START);
+TEST(Iterate, PrintedLinesInBothDialects) {
+    LoadGame(START);
     mainContext.rootDepth = 5;
     winnerSelDepth = 9;
     nodeCount = 1234;
@@ -88,9 +70,7 @@ TEST_F(SearchDriver, PrintedLinesInBothDialects) {
     line.moves[1] = e7e5;
     auto print = [&](int16_t score) {
         timeControl.startTime = ClockMs();
-        testing::internal::CaptureStdout();
-        PrintIteration(mainContext, MakeSearchResult(e2e4, score), line);
-        return testing::internal::GetCapturedStdout();
+        return Printed([&] { PrintIteration(mainContext, MakeSearchResult(e2e4, score), line); });
     };
     ProtocolMode = MODE_UCI;
     EXPECT_EQ(print(-19998).rfind("info depth  5 score mate -1 nodes       1234 time ", 0), 0u);
@@ -112,11 +92,7 @@ TEST_F(SearchDriver, PrintedLinesInBothDialects) {
     // The best move line is printed with the game advanced by the best move.
     mainContext.current = MakeMove(mainContext.current, e2e4);
     const uint64_t result = MakeSearchResult(e2e4, -25);
-    auto best = [&](uint64_t r, Move ponder) {
-        testing::internal::CaptureStdout();
-        PrintBestMove(r, ponder);
-        return testing::internal::GetCapturedStdout();
-    };
+    auto best = [&](uint64_t r, Move ponder) { return Printed([&] { PrintBestMove(r, ponder); }); };
     nodeCount = 7000;
     timeControl.elapsed = 2000;
     EXPECT_EQ(best(result, e7e5), "Bestmove: e2e4   Score: -25   Pondermove: e7e5   Knps: 3\n");
@@ -131,48 +107,26 @@ TEST_F(SearchDriver, PrintedLinesInBothDialects) {
     EXPECT_EQ(best(0, 0), "bestmove 0000\n");
 }
 
-TEST_F(SearchDriver, TablebaseRootSearchesOnlyTheKeptMoves) {
+TEST(Iterate, TablebaseRootSearchesOnlyTheKeptMoves) {
     REQUIRE_SHARED_FILE(tables, "syzygy/KRvK.rtbw");
-    InitTablebasesQuietly(tables.parent_path().string());
-    settings.useSyzygy = 1;
-    settings.tbProbeLimit = 5;
+    LoadTables(tables.parent_path().string());
+    std::string out;
+    settings.threadCount = 1;
     settings.maxDepth = 6;
     settings.postThinking = 0;
-    std::string out;
-    SetPosition("8/8/8/4k3/8/8/8/KR6 w - - 0 1");
+    LoadGame("8/8/8/4k3/8/8/8/KR6 w - - 0 1");
     const Move first = ResultMove(Search(out));
 
     // Late in the 50 moves the filter keeps only the fastest wins; the root's hash record, whose key
     // ignores the clock, still names the move of the first search.
-    SetPosition("8/8/8/4k3/8/8/8/KR6 w - - 68 1");
+    LoadGame("8/8/8/4k3/8/8/8/KR6 w - - 68 1");
     MoveEntry kept[MOVELIST_SIZE];
     MoveEntry* end = GenerateLegal(*mainContext.current, kept);
     int16_t score = 0;
-    testing::internal::CaptureStdout();
-    ASSERT_EQ(RootProbe(mainContext.current, kept, score, end), 1);
-    testing::internal::GetCapturedStdout();
+    Printed([&] { ASSERT_EQ(RootProbe(mainContext.current, kept, score, end), 1); });
     const auto isKept = [&](Move m) { return std::any_of(kept, end, [m](const MoveEntry& e) { return e.move == m; }); };
     ASSERT_FALSE(isKept(first)) << "the first search no longer leaves a removed move in the table";
     EXPECT_TRUE(isKept(ResultMove(Search(out))));
-    InitTablebasesQuietly("");
-}
-
-TEST_F(SearchDriver, SeveralThreadsGiveALegalMoveAndFindTheMate) {
-    settings.postThinking = 0;
-    settings.maxDepth = 5;
-    for (int threads : {2, 4}) {
-        settings.threadCount = uint8_t(threads);
-        SetPosition(KIWIPETE);
-        std::string out;
-        EXPECT_TRUE(IsRootMove(ResultMove(Search(out)))) << "threads " << threads;
-        EXPECT_TRUE(winnerThread >= 1 && winnerThread <= threads);
-        // The back-rank mate is found and announced whichever thread wins.
-        SetPosition("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
-        uint64_t result = Search(out);
-        EXPECT_EQ(ResultMove(result), TextToMove(*mainContext.current, "a1a8"));
-        EXPECT_EQ(ResultScore(result), 19999);
-        EXPECT_NE(out.find("Mate in 1 \n"), std::string::npos) << out;
-    }
 }
 
 }  // namespace

@@ -1,24 +1,11 @@
-#include "search/search.h"
-
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "board/fen.h"
 #include "eval/evaluate.h"
 #include "frontend/config.h"
-#include "board/makemove.h"
-#include "board/movegen.h"
 #include "search/legality.h"
 #include "search/ordering.h"
 #include "search/quiesce.h"
 #include "search/threads.h"
 #include "search/tt.h"
-#include "tablebases/tbregistry.h"
-#include "testdata.h"
+#include "support.h"
 
 namespace {
 
@@ -26,28 +13,18 @@ const char* const BACK_RANK = "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1";
 
 class SearchTest : public testing::Test {
 protected:
-    static SearchThread& Thread() {
-        static const auto thread = std::make_unique<SearchThread>();
-        return *thread;
-    }
+    // A context of the engine's own: the repetition scan knows where their stacks begin.
+    static SearchThread& Thread() { return threadContexts[MAX_THREADS - 1]; }
     void SetUp() override {
-        testing::internal::CaptureStdout();
-        AllocateHashTable(HashEntriesForMB(16), 16);
-        testing::internal::GetCapturedStdout();
         settings.useSyzygy = 0;
-        searchStop = 0;
-        iterationAbort = 0;
-        hashAge = 1;
         SearchThread& t = Thread();
         ClearKillers(t);
         ClearHistory(t);
         t.selDepth = 0;
     }
     static SearchThread& Load(const char* fen) {
-        SearchThread& t = Thread();
-        t.current = &t.positionStack[0];
-        EXPECT_EQ(ParseFen(t, fen, nullptr), 1) << fen;
-        return t;
+        LoadGame(fen, nullptr, Thread());
+        return Thread();
     }
     // Iterative deepening at ply 0, full window; the score of the last depth and the first move of its line.
     static int Deepen(const char* fen, int depth, Move& best) {
@@ -182,9 +159,7 @@ TEST_F(SearchTest, NodeLegalityAgreesWithTheFullTest) {
 
 TEST_F(SearchTest, TablebaseScoresInTheTree) {
     REQUIRE_SHARED_FILE(wdl, "syzygy/KRvK.rtbw");
-    testing::internal::CaptureStdout();
-    InitTablebases(wdl.parent_path().c_str(), wdl.parent_path().c_str());
-    testing::internal::GetCapturedStdout();
+    LoadTables(wdl.parent_path().string());
     settings.useSyzygy = 1;
     PvLine pv{};
     // Probed only after a zeroing move and within the piece limit.
@@ -197,7 +172,6 @@ TEST_F(SearchTest, TablebaseScoresInTheTree) {
     Load("8/8/4k3/8/8/8/8/R3K3 b - - 0 1");
     ClearHashTable();
     EXPECT_GT(AlphaBeta(t, 3, 1, -30000, 30000, 2, pv), -15000);
-    settings.useSyzygy = 0;
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <thread>
 
 #include "frontend/uci.h"
 #include "search/iterate.h"
-#include "search/search.h"
 #include "search/timeman.h"
+#include "support.h"
 
 namespace {
 
@@ -42,49 +40,31 @@ TEST(AllocateTime, DivisorAndAllotment) {
     // No pondering against a clock below 12 seconds.
     ponderEnabled = 1;
     pondering = 1;
-    TimeControl tc = Clocks(30000, 1200);
-    testing::internal::CaptureStdout();
-    AllocateTime(tc, 30);
-    EXPECT_EQ(ponderEnabled + pondering, 2u);
-    tc.oppTime = 1199;
-    AllocateTime(tc, 30);
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(ponderEnabled + pondering, 0u);
-}
-
-// Milliseconds until the timer raised the stop flag, or -1 when it did not within the patience.
-int WaitForStop(int32_t start, int patienceMs) {
-    for (int i = 0; i < patienceMs; ++i) {
-        if (searchStop) return int32_t(uint32_t(ClockMs()) - uint32_t(start));
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    for (int oppTime : {1200, 1199}) {
+        TimeControl tc = Clocks(30000, oppTime);
+        Printed([&] { AllocateTime(tc, 30); });
+        EXPECT_EQ(ponderEnabled + pondering, oppTime == 1200 ? 2u : 0u) << oppTime;
     }
-    return -1;
 }
 
-TEST(Timer, StopsAfterTheLimitAndOnlyForItsSearch) {
-    testing::internal::CaptureStdout();
-    // A move-time limit makes even a console search timed: 5 centiseconds.
+// A timer stops its own search once the limit has passed, and nothing once retired or once a later search
+// has begun.
+TEST(Timer, StopsOnlyItsOwnSearch) {
     TimeControl tc = Clocks(720000, 720000);
-    tc.moveTimeLimit = 5;
-    auto start = [&] {
+    tc.moveTimeLimit = 5;  // centiseconds: a move-time limit makes even a console search timed
+    const auto stops = [&](int patienceMs, auto afterStart) {
         tc.startTime = ClockMs();
         BindTimerToSearch(tc.startTime);
-        iterationAbort = 0;
-        AllocateTime(tc, 30);
+        searchStop = 0, iterationAbort = 0;
+        Printed([&] { AllocateTime(tc, 30); });
+        afterStart();
+        for (int i = 0; i < patienceMs && !searchStop; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return searchStop && iterationAbort && ClockMs() - tc.startTime >= 50;
     };
-    start();
-    EXPECT_GE(WaitForStop(tc.startTime, 5000), 50);
-    EXPECT_EQ(iterationAbort.load(), 1u);
-
-    // Retired when its search is over, or once a later search has begun, a timer stops nothing.
-    start();
+    EXPECT_TRUE(stops(5000, [] {}));
+    EXPECT_FALSE(stops(200, [] { RetireTimer(); }));
+    EXPECT_FALSE(stops(200, [&] { BindTimerToSearch(tc.startTime + 1); }));
     RetireTimer();
-    EXPECT_EQ(WaitForStop(tc.startTime, 200), -1);
-    start();
-    BindTimerToSearch(tc.startTime + 1);
-    EXPECT_EQ(WaitForStop(tc.startTime, 200), -1);
-    RetireTimer();
-    testing::internal::GetCapturedStdout();
 }
 
 }  // namespace

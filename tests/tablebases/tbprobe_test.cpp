@@ -1,69 +1,15 @@
 #include "tablebases/tbprobe.h"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <map>
-#include <sstream>
 #include <thread>
-#include <vector>
 
-#include "board/board_helpers.h"
-#include "board/fen.h"
-#include "board/movegen.h"
+#include "support.h"
 #include "frontend/selftest.h"
-#include "tablebases/tb_test_util.h"
-#include "testdata.h"
 
 namespace {
 
-struct RootCase {
-    std::string fen;
-    int rootOk = 0;
-    int rootScore = 0;
-    std::map<std::string, int> kept;
-};
-
+// A number field of one object of the reference file; the objects hold fen, wdl, dtz, root_ok, root_score, kept.
 int NumberAfter(const std::string& line, const std::string& field) {
     return std::stoi(line.substr(line.find("\"" + field + "\": ") + field.size() + 4));
-}
-
-// The reference file's objects have a fixed shape: fen, wdl, dtz, root_ok, root_score, kept.
-RootCase ParseRootCase(const std::string& line) {
-    RootCase c;
-    size_t fenStart = line.find("\"fen\": \"") + 8;
-    c.fen = line.substr(fenStart, line.find('"', fenStart) - fenStart);
-    c.rootOk = NumberAfter(line, "root_ok");
-    c.rootScore = NumberAfter(line, "root_score");
-    std::string kept = line.substr(line.find("\"kept\": {") + 9);
-    std::stringstream in(kept.substr(0, kept.find('}')));
-    std::string item;
-    while (std::getline(in, item, ',')) {
-        size_t q1 = item.find('"'), q2 = item.find('"', q1 + 1);
-        c.kept[item.substr(q1 + 1, q2 - q1 - 1)] = std::stoi(item.substr(item.find(':') + 1));
-    }
-    return c;
-}
-
-std::string ReadFile(const std::filesystem::path& p) {
-    std::ifstream in(p);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
-
-// Runs the console self-test in a scratch working directory holding the given nine test files.
-std::string RunSelfTestWith(const ScratchDir& dir, const std::string (&files)[9]) {
-    std::filesystem::create_directories(dir.path / TABLEBASE_TEST_DIRECTORY);
-    for (int i = 0; i < 9; ++i)
-        std::ofstream(dir.path / TABLEBASE_TEST_DIRECTORY / ("TestCase_0" + std::to_string(i + 1) + ".txt")) << files[i];
-    auto previous = std::filesystem::current_path();
-    std::filesystem::current_path(dir.path);
-    testing::internal::CaptureStdout();
-    RunTablebaseTest();
-    std::string out = testing::internal::GetCapturedStdout();
-    std::filesystem::current_path(previous);
-    return out;
 }
 
 }  // namespace
@@ -71,7 +17,7 @@ std::string RunSelfTestWith(const ScratchDir& dir, const std::string (&files)[9]
 TEST(TablebaseProbe, ReferencePositionsGiveTheirWdlAndDtz) {
     REQUIRE_SHARED_FILE(tables, "syzygy/KQvK.rtbw");
     REQUIRE_SHARED_FILE(first, "testdata/TestSyzygy/TestCase_01.txt");
-    InitTablebasesQuietly(tables.parent_path().string());
+    LoadTables(tables.parent_path().string());
     int checked = 0;
     for (int i = 1; i <= 9; ++i) {
         std::ifstream in(first.parent_path() / ("TestCase_0" + std::to_string(i) + ".txt"));
@@ -80,7 +26,7 @@ TEST(TablebaseProbe, ReferencePositionsGiveTheirWdlAndDtz) {
             size_t c1 = line.find(','), c2 = line.find(',', c1 + 1);
             std::string fen = line.substr(0, c1);
             int dtz = std::stoi(line.substr(c1 + 1, c2 - c1 - 1)), wdl = std::stoi(line.substr(c2 + 1));
-            Position* pos = LoadGame(fen.c_str());
+            Position* pos = LoadGame(fen);
             int success;
             EXPECT_EQ(ProbeWdl(pos, success), wdl) << fen;
             EXPECT_NE(success, 0) << fen;
@@ -100,7 +46,7 @@ TEST(TablebaseProbe, ConcurrentFirstProbesAgree) {
     std::string line;
     while (std::getline(in, line) && cases.size() < 120)
         cases.push_back({*LoadGame(line.substr(0, line.find(',')).c_str()), std::stoi(line.substr(line.rfind(',') + 1))});
-    InitTablebasesQuietly(tables.parent_path().string());
+    LoadTables(tables.parent_path().string());
     std::atomic<int> mismatches{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
@@ -120,26 +66,30 @@ TEST(TablebaseProbe, ConcurrentFirstProbesAgree) {
 TEST(TablebaseProbe, RootFilterKeepsTheReferenceMovesWithTheirScores) {
     REQUIRE_SHARED_FILE(tables, "syzygy/KQvK.rtbw");
     REQUIRE_SHARED_FILE(cases, "testdata/tb_root.jsonl");
-    InitTablebasesQuietly(tables.parent_path().string());
+    LoadTables(tables.parent_path().string());
     std::ifstream in(cases);
     std::string line;
     int checked = 0;
     while (std::getline(in, line)) {
-        RootCase c = ParseRootCase(line);
-        Position* pos = LoadGame(c.fen.c_str());
+        const size_t fenAt = line.find("\"fen\": \"") + 8, keptAt = line.find("\"kept\": {") + 9;
+        const std::string fen = line.substr(fenAt, line.find('"', fenAt) - fenAt);
+        std::map<std::string, int> expected, kept;
+        std::stringstream items(line.substr(keptAt, line.find('}', keptAt) - keptAt));
+        for (std::string item; std::getline(items, item, ',');) {
+            const size_t q = item.find('"');
+            expected[item.substr(q + 1, item.find('"', q + 1) - q - 1)] = std::stoi(item.substr(item.find(':') + 1));
+        }
+        Position* pos = LoadGame(fen);
         MoveEntry list[MOVELIST_SIZE];
         MoveEntry* end = GenerateLegal(*pos, list);
         int16_t score = 0;
-        EXPECT_EQ(RootProbe(pos, list, score, end), c.rootOk) << c.fen;
-        EXPECT_EQ(score, c.rootScore) << c.fen;
-        std::map<std::string, int> kept;
+        EXPECT_EQ(RootProbe(pos, list, score, end), NumberAfter(line, "root_ok")) << fen;
+        EXPECT_EQ(score, NumberAfter(line, "root_score")) << fen;
         for (MoveEntry* m = list; m < end; ++m) {
-            char text[MOVE_TEXT_SIZE];
-            MoveToText(text, m->move, int(pos->side));
-            kept[text] = m->score;
-            EXPECT_TRUE(c.rootScore <= 0 || m == list || m[-1].score >= m->score) << "kept moves sorted";
+            kept[MoveText(*pos, m->move)] = m->score;
+            EXPECT_TRUE(score <= 0 || m == list || m[-1].score >= m->score) << "kept moves sorted";
         }
-        EXPECT_EQ(kept, c.kept) << c.fen;
+        EXPECT_EQ(kept, expected) << fen;
         ++checked;
     }
     EXPECT_EQ(checked, 60);
@@ -147,7 +97,7 @@ TEST(TablebaseProbe, RootFilterKeepsTheReferenceMovesWithTheirScores) {
 
 TEST(TablebaseProbe, RootFilterBoundsTheWinByTheClockAndByRepetition) {
     REQUIRE_SHARED_FILE(tables, "syzygy/KQNvK.rtbw");
-    InitTablebasesQuietly(tables.parent_path().string());
+    LoadTables(tables.parent_path().string());
     // The won root of the reference data: DTZ 5, its moves score 5 to 13.
     auto keptScores = [](const char* fen, const char* moves, int16_t& score) {
         Position* pos = LoadGame(fen, moves);
@@ -175,74 +125,49 @@ TEST(TablebaseProbe, RootFilterBoundsTheWinByTheClockAndByRepetition) {
 
 TEST(TablebaseProbe, BareKingsNeedNoTableAndMissingTablesFail) {
     ScratchDir dir("empty");
-    InitTablebasesQuietly(dir.path.string());
+    LoadTables(dir.path.string());
     int success = 7;
-    EXPECT_EQ(ProbeWdl(LoadGame("8/8/3k4/8/8/3K4/8/8 w - - 0 1"), success), 0);
-    EXPECT_EQ(success, 1);
-    EXPECT_EQ(ProbeDtz(LoadGame("8/8/3k4/8/8/3K4/8/8 b - - 0 1"), success), 0);
-    EXPECT_EQ(success, 1);
-    ProbeWdl(LoadGame("8/8/3k4/8/8/3K4/8/7Q w - - 0 1"), success);
-    EXPECT_EQ(success, 0);
+    EXPECT_TRUE(ProbeWdl(LoadGame("8/8/3k4/8/8/3K4/8/8 w - - 0 1"), success) == 0 && success == 1);
+    EXPECT_TRUE(ProbeDtz(LoadGame("8/8/3k4/8/8/3K4/8/8 b - - 0 1"), success) == 0 && success == 1);
     // A winning capture down to bare kings needs no table either, but the position's own table is still read.
-    ProbeWdl(LoadGame("8/8/3k4/8/8/3K4/3r4/8 w - - 0 1"), success);
-    EXPECT_EQ(success, 0);
-    Position* pos = LoadGame("8/8/3k4/8/8/3K4/8/7Q w - - 0 1");
+    for (const char* fen : {"8/8/3k4/8/8/3K4/8/7Q w - - 0 1", "8/8/3k4/8/8/3K4/3r4/8 w - - 0 1"})
+        EXPECT_TRUE((ProbeWdl(LoadGame(fen), success), success == 0)) << fen;
     MoveEntry list[MOVELIST_SIZE];
-    MoveEntry* end = GenerateLegal(*pos, list);
-    MoveEntry* endBefore = end;
+    MoveEntry* end = GenerateLegal(*mainContext.current, list);
+    MoveEntry* const endBefore = end;
     int16_t score = 0;
-    EXPECT_EQ(RootProbe(pos, list, score, end), 0);
+    EXPECT_EQ(RootProbe(mainContext.current, list, score, end), 0);
     EXPECT_EQ(end, endBefore);
 }
 
-TEST(TablebaseProbe, ConsoleListingShowsTheFilteredRootMoves) {
-    REQUIRE_SHARED_FILE(tables, "syzygy/KRvK.rtbw");
-    InitTablebasesQuietly(tables.parent_path().string());
-    LoadGame("8/1R6/8/8/8/5K2/2k3p1/8 b - - 47 30");
-    testing::internal::CaptureStdout();
-    PrintTablebaseListing();
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_NE(out.find("Legal moves:    "), std::string::npos);
-    EXPECT_NE(out.find("\nEGTB position:  1  (1=true, 0=false)\nDTZ:            1\nWDL:            2\n"
-                       "TBScore:        15000\n\nEGTB moves:     1\nMove: g2g1q   DTZ: 1\n"),
-              std::string::npos)
-        << out;
-
-    ScratchDir dir("nolisting");
-    InitTablebasesQuietly(dir.path.string());
-    testing::internal::CaptureStdout();
-    PrintTablebaseListing();
-    out = testing::internal::GetCapturedStdout();
-    EXPECT_NE(out.find("EGTB position:  0  (1=true, 0=false)\nDTZ:            0\nWDL:            0\nTBScore:        0\n"),
-              std::string::npos)
-        << out;
-    EXPECT_EQ(out.find("   DTZ: "), std::string::npos);
-}
-
-TEST(TablebaseProbe, SelfTestAppendsMismatchesAndBadPositionsToTheErrorFiles) {
+// The console's tablebase commands: the listing of the filtered root moves, and the self-test, which appends
+// mismatches and unreadable positions to its error files and ends the program when its files are missing.
+TEST(TablebaseProbe, ConsoleListingAndSelfTest) {
     REQUIRE_SHARED_FILE(tables, "syzygy/KQvK.rtbw");
-    InitTablebasesQuietly(tables.parent_path().string());
-    mainContext.current = NewGame();  // the self-test reads each position into the game record
-    ScratchDir dir("selftest");
+    ScratchDir dir("tbconsole");
+    const std::string tablePath = tables.parent_path().string();
+    dir.Write("ferrolune.ini", "[ENGINE]\nThread=1\nHashSize=1\nHashPawnSize=1\n[BOOK]\nBook=0\n[TABLEBASE]\nSyzygy=1\n"
+                               "dtzPath=" + tablePath + "\nwdlPath=" + tablePath + "\n");
+    EXPECT_EQ(RunEngine("console\nsyzygy\nturn\n", dir.path).status, 1);
+
     const std::string right = "8/8/6K1/8/2k5/8/4p3/6N1 w - - 0 60,0,0\n";
     const std::string wrongDtz = "8/K7/8/8/6N1/6k1/8/1Q6 w - - 0 44,7,2\n";
     const std::string wrongWdl = "8/1R6/8/8/8/5K2/2k3p1/8 b - - 47 30,1,-2\n";
     const std::string badFen = "8/8/9/8/8/8/8/8 w - - 0 1,0,0\n";
-    std::string files[9] = {right + wrongDtz, wrongWdl, badFen};
-    std::string out = RunSelfTestWith(dir, files);
+    const std::string files[9] = {right + wrongDtz, wrongWdl, badFen};
+    const fs::path testDir = dir.path / TABLEBASE_TEST_DIRECTORY;
+    fs::create_directories(testDir);
+    for (int i = 0; i < 9; ++i) std::ofstream(testDir / ("TestCase_0" + std::to_string(i + 1) + ".txt")) << files[i];
+    const std::string out = RunEngine("console\nsetboard 8/1R6/8/8/8/5K2/2k3p1/8 b - - 47 30\nprobe\n"
+                                      "setboard 8/8/3k4/8/8/3K4/8/QQQ5 w - - 0 1\nprobe\nsyzygy\nq\n", dir.path).out;
+    EXPECT_NE(out.find("Legal moves:    "), std::string::npos);
+    EXPECT_NE(out.find("\nEGTB position:  1  (1=true, 0=false)\nDTZ:            1\nWDL:            2\n"
+                       "TBScore:        15000\n\nEGTB moves:     1\nMove: g2g1q   DTZ: 1\n"), std::string::npos) << out;
+    EXPECT_NE(out.find("EGTB position:  0  (1=true, 0=false)\nDTZ:            0\nWDL:            0\nTBScore:        0\n"
+                       "\nEGTB moves:     "), std::string::npos) << out;
     EXPECT_NE(out.find("\x1b[2J\x1b[H" + std::string(TABLEBASE_TEST_DIRECTORY) + "/TestCase_01.txt\n"), std::string::npos);
     EXPECT_NE(out.find("TestCase_09.txt\n\nSyzygy Test ended.\n"), std::string::npos);
-    auto errors = dir.path / TABLEBASE_TEST_DIRECTORY;
-    EXPECT_EQ(ReadFile(errors / "ErrorDTZ.txt"), wrongDtz);
-    EXPECT_EQ(ReadFile(errors / "ErrorWDL.txt"), wrongWdl);
-    EXPECT_EQ(ReadFile(errors / "BadFEN.txt"), badFen);
-
-}
-
-TEST(TablebaseProbe, SelfTestWithoutItsFilesEndsTheProcess) {
-    ScratchDir dir("selftestmissing");
-    auto previous = std::filesystem::current_path();
-    std::filesystem::current_path(dir.path);
-    EXPECT_EXIT(RunTablebaseTest(), testing::ExitedWithCode(1), "");
-    std::filesystem::current_path(previous);
+    EXPECT_EQ(ReadFile(testDir / "ErrorDTZ.txt"), wrongDtz);
+    EXPECT_EQ(ReadFile(testDir / "ErrorWDL.txt"), wrongWdl);
+    EXPECT_EQ(ReadFile(testDir / "BadFEN.txt"), badFen);
 }
