@@ -94,12 +94,12 @@ trap 'rm -rf "$work"' EXIT
 
 # Splits [NAME=]PATH[:xboard] into the globals name, path, proto.
 parse_spec() {
-    local spec=$1
+    local engine_arg=$1
     proto=uci
-    case $spec in *:xboard) proto=xboard; spec=${spec%:xboard} ;; esac
+    case $engine_arg in *:xboard) proto=xboard; engine_arg=${engine_arg%:xboard} ;; esac
     name=""
-    case $spec in *=*) name=${spec%%=*}; spec=${spec#*=} ;; esac
-    path=$spec
+    case $engine_arg in *=*) name=${engine_arg%%=*}; engine_arg=${engine_arg#*=} ;; esac
+    path=$engine_arg
     case $path in */*) ;; *) path=$(command -v "$path" || echo "$path") ;; esac
     if [ ! -x "$path" ]; then
         echo "engine not found or not executable: $path" >&2
