@@ -12,7 +12,8 @@ printf '[ENGINE]\nHashSize=16\nHashPawnSize=1\nThread=4\n[BOOK]\nBook=0\n[TABLEB
 status=0
 printf 'c\nsd 6\ngo\nkiller\ngo\nthread 2\ngood\nst 1\ngo\nq\n' | "$engine" > console.out 2> console.err ||
     { echo "console run exited with status $?"; status=1; }
-# UCI: a timed search, an infinite search ended by "stop", and a ponder search ended by "ponderhit".
+# UCI, with a table large enough to be pooled: a timed search, an infinite search ended by "stop", and a ponder search ended by "ponderhit".
+sed -i 's/HashSize=16/HashSize=128/' ferrolune.ini
 {
     printf 'uci\nisready\nucinewgame\nposition startpos moves e2e4 e7e5\ngo wtime 3000 btime 3000 winc 0 binc 0\n'
     sleep 2

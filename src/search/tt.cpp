@@ -27,15 +27,12 @@ uint64_t LoadWord(uint64_t& word) { return std::atomic_ref<uint64_t>(word).load(
 void StoreWord(uint64_t& word, uint64_t value) {
     std::atomic_ref<uint64_t>(word).store(value, std::memory_order_relaxed);
 }
-uint8_t LoadEpoch(uint8_t& tag) { return std::atomic_ref<uint8_t>(tag).load(std::memory_order_acquire); }
-void StoreEpoch(uint8_t& tag, uint8_t value) { std::atomic_ref<uint8_t>(tag).store(value, std::memory_order_release); }
-
-// One mapping holds the records and, on the next page, the epochs of their lines.
-std::size_t EpochOffset(uint64_t entries) {
-    const std::size_t bytes = (entries + 4) * sizeof(HashRecord);
-    return (bytes + 4095) & ~std::size_t(4095);
-}
+std::size_t RoundUp(std::size_t bytes, std::size_t unit) { return (bytes + unit - 1) & ~(unit - 1); }
 uint64_t LineCount(uint64_t entries) { return (entries + 4 + 3) / 4; }
+
+// A pooled table has room for a few thousand more slots than lines: two threads giving one line a slot at
+// once waste one, and a pool that runs out drops stores until the next clear.
+constexpr uint64_t SPARE_SLOTS = 4096;
 
 // A table the machine cannot hold in memory and swap would fail at some later page of a search instead.
 bool MachineCanBack(std::size_t bytes) {
@@ -45,34 +42,26 @@ bool MachineCanBack(std::size_t bytes) {
     return bytes <= total;
 }
 
-// Tables up to this size go on 2 MB pages where the system offers them. Each probe then finds its page in
-// the processor's address cache, which 4 KB pages of a table of more than a few MB overflow. A huge page is
-// zeroed whole at its first touch, a few milliseconds on a slow machine; for a table this small that is
-// a few dozen such stalls at most, over the first searches.
-constexpr std::size_t HUGE_TABLE_BYTES = std::size_t(64) << 20;
+// Tables up to this size keep their lines in place; larger ones pool them.
+constexpr std::size_t POOLED_TABLE_BYTES = std::size_t(64) << 20;
 constexpr std::size_t HUGE_PAGE_BYTES = std::size_t(2) << 20;
 
-// Zeroed pages that nothing has touched yet, or nullptr. Huge pages need an aligned start, so the
-// mapping is made that much larger and trimmed to the aligned part.
-void* MapTable(std::size_t bytes, bool hugePages) {
+// Zeroed pages that nothing has touched yet, or nullptr. The mapping is on 2 MB pages where the system
+// offers them: each probe then finds its page in the processor's address cache, which 4 KB pages of more
+// than a few MB overflow. Huge pages need an aligned start, so the mapping is made that much larger and
+// trimmed to the aligned part.
+void* MapTable(std::size_t bytes) {
     if (!MachineCanBack(bytes)) return nullptr;
-    const std::size_t slack = hugePages ? HUGE_PAGE_BYTES : 0;
-    const std::size_t span = (bytes + 4095) & ~std::size_t(4095);  // munmap takes whole pages
-    void* mapped = mmap(nullptr, span + slack, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    const std::size_t span = RoundUp(bytes, 4096);  // munmap takes whole pages
+    void* mapped = mmap(nullptr, span + HUGE_PAGE_BYTES, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (mapped == MAP_FAILED) return nullptr;
     char* memory = static_cast<char*>(mapped);
-    if (hugePages) {
-        const uintptr_t at = reinterpret_cast<uintptr_t>(mapped);
-        const std::size_t head = ((at + HUGE_PAGE_BYTES - 1) & ~(HUGE_PAGE_BYTES - 1)) - at;
-        memory += head;
-        if (head) munmap(mapped, head);
-        if (slack - head) munmap(memory + span, slack - head);
-        madvise(memory, bytes, MADV_HUGEPAGE);
-    } else {
-        // Small pages, made resident where the search writes and kept for the table's life. A huge page
-        // would be zeroed whole at its first touch, 2 MB at a time in the middle of a search.
-        madvise(memory, bytes, MADV_NOHUGEPAGE);
-    }
+    const uintptr_t at = reinterpret_cast<uintptr_t>(mapped);
+    const std::size_t head = RoundUp(at, HUGE_PAGE_BYTES) - at;
+    memory += head;
+    if (head) munmap(mapped, head);
+    if (HUGE_PAGE_BYTES - head) munmap(memory + span, HUGE_PAGE_BYTES - head);
+    madvise(memory, bytes, MADV_HUGEPAGE);
     return memory;
 }
 
@@ -106,14 +95,74 @@ void ReleaseTable(void* memory, std::size_t bytes) {
     munmap(memory, bytes);
 }
 
-// Which of the four records from index on lie in a line of an earlier epoch (bit i for record index + i).
-// Stale records read as zero words, exactly like the records of a freshly zeroed table.
-unsigned StaleRecords(TranspositionTable& tt, uint64_t index) {
+uint8_t LoadEpoch(uint8_t& tag) { return std::atomic_ref<uint8_t>(tag).load(std::memory_order_acquire); }
+void StoreEpoch(uint8_t& tag, uint8_t value) { std::atomic_ref<uint8_t>(tag).store(value, std::memory_order_release); }
+uint32_t LoadSlot(uint32_t& slot) { return std::atomic_ref<uint32_t>(slot).load(std::memory_order_relaxed); }
+uint64_t LoadOwner(uint64_t& owner) { return std::atomic_ref<uint64_t>(owner).load(std::memory_order_acquire); }
+void StoreOwner(uint64_t& owner, uint64_t value) {
+    std::atomic_ref<uint64_t>(owner).store(value, std::memory_order_release);
+}
+
+void ZeroLines(HashRecord* lines, unsigned count) {
+    for (HashRecord& record : std::span(lines, count * 4)) {
+        StoreWord(record.data, 0);
+        StoreWord(record.check, 0);
+    }
+}
+
+uint64_t OwnerWord(const TranspositionTable& tt, uint64_t block) { return block | uint64_t(tt.generation) << 32; }
+
+// The four records of a line if it is live in the current epoch, else nullptr: the line reads as empty.
+[[gnu::always_inline]] inline HashRecord* LiveLine(TranspositionTable& tt, uint64_t line) {
+    if (tt.blockSlots) {
+        const uint64_t block = line >> POOL_BLOCK_SHIFT;
+        const uint64_t slot = LoadSlot(tt.blockSlots[block]);
+        if (LoadOwner(tt.slotOwners[slot]) != OwnerWord(tt, block)) return nullptr;
+        return tt.records + (slot << POOL_BLOCK_SHIFT | (line & POOL_BLOCK_MASK)) * 4;
+    }
+    return LoadEpoch(tt.lineEpochs[line]) == tt.epoch ? tt.records + line * 4 : nullptr;
+}
+
+// The same, making the line live and empty first when it is not; nullptr only when the pool has run out.
+// Two threads making one line live at once may lose a store, as two threads storing into one record may.
+HashRecord* ClaimLine(TranspositionTable& tt, uint64_t line) {
+    if (HashRecord* live = LiveLine(tt, line)) return live;
+    if (!tt.blockSlots) {
+        HashRecord* records = tt.records + line * 4;
+        ZeroLines(records, 1);
+        StoreEpoch(tt.lineEpochs[line], tt.epoch);
+        return records;
+    }
+    const uint64_t block = line >> POOL_BLOCK_SHIFT;
+    const uint64_t slot = tt.slotsUsed.fetch_add(1, std::memory_order_relaxed);
+    if (slot >= tt.slotCapacity) return nullptr;
+    ZeroLines(tt.records + (slot << POOL_BLOCK_SHIFT) * 4, 1u << POOL_BLOCK_SHIFT);
+    StoreOwner(tt.slotOwners[slot], OwnerWord(tt, block));
+    uint32_t previous = LoadSlot(tt.blockSlots[block]);
+    // A thread that gave the block a slot first wins; this slot is left unused.
+    std::atomic_ref<uint32_t>(tt.blockSlots[block]).compare_exchange_strong(previous, uint32_t(slot),
+                                                                             std::memory_order_relaxed);
+    return LiveLine(tt, line);
+}
+
+// The four records of the bucket at index, some of them null when their line reads as empty.
+struct Bucket {
+    HashRecord* record[4];
+};
+
+template <HashRecord* (*LineOf)(TranspositionTable&, uint64_t)>
+Bucket BucketAt(TranspositionTable& tt, uint64_t index) {
     const uint64_t line = index >> 2;
-    const unsigned firstLine = 0xFu >> (index & 3);  // records of the bucket in the first line
-    unsigned stale = LoadEpoch(tt.lineEpochs[line]) != tt.epoch ? firstLine : 0;
-    if ((index & 3) && LoadEpoch(tt.lineEpochs[line + 1]) != tt.epoch) stale |= 0xFu & ~firstLine;
-    return stale;
+    const unsigned offset = index & 3;
+    HashRecord* first = LineOf(tt, line);
+    HashRecord* second = offset ? LineOf(tt, line + 1) : nullptr;
+    Bucket bucket;
+    for (unsigned i = 0; i < 4; ++i) {
+        const unsigned at = offset + i;
+        HashRecord* base = at < 4 ? first : second;
+        bucket.record[i] = base ? base + (at & 3) : nullptr;
+    }
+    return bucket;
 }
 
 }  // namespace
@@ -127,29 +176,47 @@ uint64_t HashEntriesForMB(int megabytes) {
 
 void AllocateHashTable(uint64_t entries, int megabytes) {
     TranspositionTable& tt = transpositionTable;
-    ReleaseTable(tt.records, tt.mappedBytes);
+    ReleaseTable(tt.mapping, tt.mappedBytes);
     tt.records = nullptr;
+    tt.mapping = nullptr;
     tt.lineEpochs = nullptr;
-    tt.entries = 0;
-    tt.lineCount = 0;
+    tt.blockSlots = nullptr;
+    tt.slotOwners = nullptr;
+    tt.entries = tt.lineCount = tt.slotCapacity = tt.sweepCursor = 0;
     tt.mappedBytes = 0;
     tt.epoch = 0;
-    tt.sweepCursor = 0;
+    tt.generation = 1;  // a zeroed owner is never current
+    tt.slotsUsed = 0;
     tt.written = 0;
-    const std::size_t bytes = EpochOffset(entries) + LineCount(entries);
-    void* memory = entries ? MapTable(bytes, entries * sizeof(HashRecord) <= HUGE_TABLE_BYTES) : nullptr;
+    // One mapping, in parts on their own 2 MB pages. In place: the lines, then their epochs (all 0, the
+    // current one). Pooled: the pool of slots, the slots' owners, the blocks' slots.
+    const uint64_t lines = LineCount(entries);
+    const bool pooled = entries * sizeof(HashRecord) > POOLED_TABLE_BYTES;
+    const uint64_t blocks = (lines + POOL_BLOCK_MASK) >> POOL_BLOCK_SHIFT;
+    const uint64_t slots = pooled ? blocks + SPARE_SLOTS : 0;
+    const std::size_t linesBytes =
+        RoundUp((pooled ? slots << POOL_BLOCK_SHIFT : lines) * 4 * sizeof(HashRecord), HUGE_PAGE_BYTES);
+    const std::size_t ownersBytes = RoundUp(slots * sizeof(uint64_t), HUGE_PAGE_BYTES);
+    const std::size_t bytes = linesBytes + ownersBytes + (pooled ? blocks * sizeof(uint32_t) : lines);
+    char* memory = entries ? static_cast<char*>(MapTable(bytes)) : nullptr;
     if (!memory) {
         printf("Hash Table Memory Allocation Failed!\n");
         fflush(stdout);
         return;
     }
-    // Every line starts out zeroed and stamped with epoch 0, the current one.
-    tt.records = static_cast<HashRecord*>(memory);
-    tt.lineEpochs = static_cast<uint8_t*>(memory) + EpochOffset(entries);
-    tt.lineCount = LineCount(entries);
+    tt.mapping = memory;
+    tt.mappedBytes = bytes;
+    tt.records = reinterpret_cast<HashRecord*>(memory);
+    if (pooled) {
+        tt.slotOwners = reinterpret_cast<uint64_t*>(memory + linesBytes);
+        tt.blockSlots = reinterpret_cast<uint32_t*>(memory + linesBytes + ownersBytes);
+        tt.slotCapacity = slots;
+    } else {
+        tt.lineEpochs = reinterpret_cast<uint8_t*>(memory + linesBytes);
+    }
+    tt.lineCount = lines;
     tt.entries = entries;
     tt.sizeMB = megabytes;
-    tt.mappedBytes = bytes;
     printf("Allocated %i MB for the Hash Table\n", megabytes);
     fflush(stdout);
 }
@@ -157,6 +224,15 @@ void AllocateHashTable(uint64_t entries, int megabytes) {
 void ClearHashTable() {
     TranspositionTable& tt = transpositionTable;
     if (!tt.records || !tt.written) return;
+    tt.written = 0;
+    if (tt.blockSlots) {
+        tt.slotsUsed = 0;
+        if (++tt.generation) return;
+        // Four billion clears on: owners from the first generations could look current again.
+        madvise(tt.slotOwners, tt.slotCapacity * sizeof(uint64_t), MADV_DONTNEED);
+        tt.generation = 1;
+        return;
+    }
     // Epochs run 1..255. A line last stamped with epoch e would come back to life when the epoch returns
     // to e, 255 clears later; each clear resets a 1/254 share of the stamps to 0 (never current), so every
     // stamp is reset before its epoch comes round again.
@@ -165,13 +241,13 @@ void ClearHashTable() {
     const uint64_t count = std::min(share, tt.lineCount - tt.sweepCursor);
     memset(tt.lineEpochs + tt.sweepCursor, 0, count);
     tt.sweepCursor = tt.sweepCursor + count >= tt.lineCount ? 0 : tt.sweepCursor + count;
-    tt.written = 0;
 }
 
 HashRecord ReadHashRecord(uint64_t i) {
-    TranspositionTable& tt = transpositionTable;
-    if (LoadEpoch(tt.lineEpochs[i >> 2]) != tt.epoch) return {0, 0};
-    return {LoadWord(tt.records[i].check), LoadWord(tt.records[i].data)};
+    HashRecord* line = LiveLine(transpositionTable, i >> 2);
+    if (!line) return {0, 0};
+    HashRecord& record = line[i & 3];
+    return {LoadWord(record.check), LoadWord(record.data)};
 }
 
 void DumpHashTable() {
@@ -201,12 +277,10 @@ int16_t ProbeHashAt(const Position& pos, uint64_t& data, uint8_t depth, uint8_t 
                     uint64_t index) {
     TranspositionTable& tt = transpositionTable;
     if (!tt.records) return HashMiss;
-    HashRecord* bucket = tt.records + index;
-    const unsigned stale = StaleRecords(tt, index);
-    for (int i = 0; i < 4; ++i) {
-        const bool live = !(stale >> i & 1);
-        uint64_t word = live ? LoadWord(bucket[i].data) : 0;
-        if (((live ? LoadWord(bucket[i].check) : 0) ^ word) != pos.key) continue;
+    const Bucket bucket = BucketAt<LiveLine>(tt, index);
+    for (HashRecord* record : bucket.record) {
+        uint64_t word = record ? LoadWord(record->data) : 0;
+        if (((record ? LoadWord(record->check) : 0) ^ word) != pos.key) continue;
         data = word;
         if (HashDepth(word) < depth) return HashNoCut;
         int score = HashScore(word);
@@ -232,27 +306,18 @@ void StoreHashAt(const Position& pos, uint8_t depth, uint8_t ply, int flags, int
                  uint64_t index) {
     TranspositionTable& tt = transpositionTable;
     if (searchStop || iterationAbort || !tt.records) return;
-    HashRecord* bucket = tt.records + index;
-    // Lines of an earlier epoch are zeroed and stamped before the slot is chosen. Two threads doing this
-    // at once may lose a store, as two threads storing into one record may.
-    if (StaleRecords(tt, index)) {
-        for (uint64_t line = index >> 2; line <= (index + 3) >> 2; ++line) {
-            if (LoadEpoch(tt.lineEpochs[line]) == tt.epoch) continue;
-            for (HashRecord& record : std::span(tt.records + line * 4, 4)) {
-                StoreWord(record.data, 0);
-                StoreWord(record.check, 0);
-            }
-            StoreEpoch(tt.lineEpochs[line], tt.epoch);
-        }
-    }
+    // Lines that read as empty are made live (and zeroed) before the slot is chosen.
+    const Bucket bucket = BucketAt<ClaimLine>(tt, index);
+    for (HashRecord* record : bucket.record)
+        if (!record) return;
 
     int slot = -1;
     int oldest = -1;
     int oldestAge = 0;
     uint64_t words[4];
     for (int i = 0; i < 4; ++i) {
-        words[i] = LoadWord(bucket[i].data);
-        uint64_t check = LoadWord(bucket[i].check);
+        words[i] = LoadWord(bucket.record[i]->data);
+        uint64_t check = LoadWord(bucket.record[i]->check);
         if (check == 0 || (check ^ words[i]) == pos.key) {
             slot = i;
             break;
@@ -281,8 +346,8 @@ void StoreHashAt(const Position& pos, uint8_t depth, uint8_t ply, int flags, int
 
     uint64_t data = uint64_t(depth & 63) | uint64_t(flags & 3) << 6 | uint64_t(hashAge) << 8 |
                     uint64_t(uint16_t(stored)) << 16 | uint64_t(move) << 32;
-    StoreWord(bucket[slot].data, data);
-    StoreWord(bucket[slot].check, pos.key ^ data);
+    StoreWord(bucket.record[slot]->data, data);
+    StoreWord(bucket.record[slot]->check, pos.key ^ data);
     if (!tt.written) tt.written = 1;
 }
 

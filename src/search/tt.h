@@ -1,6 +1,7 @@
 // The transposition table shared by all search threads.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -36,21 +37,38 @@ constexpr int HashAge(uint64_t data) { return int((data >> 8) & 0xFF); }
 constexpr int16_t HashScore(uint64_t data) { return int16_t(uint16_t(data >> 16)); }
 constexpr Move HashBest(uint64_t data) { return Move(data >> 32); }
 
+// Lines per pool slot of a large table, as a shift. Four lines to a slot keep the slot numbers of an 8 GB
+// table in 128 MB, while the slots a search zeroes stay a few dozen MB a second.
+constexpr unsigned POOL_BLOCK_SHIFT = 2;
+constexpr uint64_t POOL_BLOCK_MASK = (uint64_t(1) << POOL_BLOCK_SHIFT) - 1;
+
 struct TranspositionTable {
-    // entries + 4 records: the extra four let the bucket of the last index run past it.
+    // entries + 4 records: the extra four let the bucket of the last index run past it. Records are read
+    // and written by lines of four (64 bytes; the records start on a page boundary).
     HashRecord* records = nullptr;
     uint64_t entries = 0;  // N, a power of two; 0 while no table is allocated
     int sizeMB = 0;
+    void* mapping = nullptr;
     std::size_t mappedBytes = 0;
-    // Clearing gigabytes between searches must cost nothing and keep the pages, so a clear only moves the
-    // table to a new epoch. Each 64-byte line of four records (the records start on a page boundary) has
-    // the epoch it was last made valid in; a line of another epoch reads as four empty records and is
-    // zeroed by the first store into it. Lines are read with acquire loads and stamped with release stores,
-    // so a reader that sees the current epoch also sees the line's zeroing.
-    uint8_t* lineEpochs = nullptr;
     uint64_t lineCount = 0;
+    // Clearing gigabytes between searches must cost nothing and keep the pages, so a clear only moves the
+    // table to a new epoch, and a line not made live in the current epoch reads as four empty records.
+    // Making a line live zeroes it. The epoch, and the line's record of it, are read with acquire loads
+    // and written with release stores, so a reader that sees a line live also sees its zeroing.
+    //
+    // A table of up to 64 MB keeps its lines in place, with the epoch each line was last made live in.
+    uint8_t* lineEpochs = nullptr;
     uint8_t epoch = 0;  // changed only while no search runs; 0 is never current again after a clear
     uint64_t sweepCursor = 0;
+    // A larger table gives each block of four lines a slot in a pool when the block is first written in an
+    // epoch, and a clear starts the pool again from its first slot. A search then touches memory in
+    // proportion to what it stores, not to the table's size: the kernel never has to fault gigabytes in,
+    // and the megabytes a search stores stay in the processor's caches.
+    uint32_t* blockSlots = nullptr;  // per block: the slot it was last given
+    uint64_t* slotOwners = nullptr;  // per slot: block | generation << 32 of the block it was given to
+    uint32_t generation = 0;  // the pool's epoch; changed only while no search runs
+    uint64_t slotCapacity = 0;
+    std::atomic<uint64_t> slotsUsed{0};
     // Set by the first store after a clear, so that clearing an untouched table costs nothing.
     Relaxed<uint32_t> written;
 };
@@ -72,6 +90,11 @@ HashRecord ReadHashRecord(uint64_t i);
     const TranspositionTable& tt = transpositionTable;
     if (!tt.records) return;
     const uint64_t index = key & (tt.entries - 1);
+    if (tt.blockSlots) {
+        // The pool's lines sit in the caches already; the slot number is what is far away.
+        __builtin_prefetch(tt.blockSlots + (index >> (2 + POOL_BLOCK_SHIFT)));
+        return;
+    }
     __builtin_prefetch(tt.records + index);
     __builtin_prefetch(tt.records + index + 3);
     __builtin_prefetch(tt.lineEpochs + (index >> 2));

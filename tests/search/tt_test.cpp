@@ -4,9 +4,13 @@
 
 namespace {
 
-class TranspositionTableTest : public testing::Test {
+// Every test runs on a table that keeps its records in place and on one that pools them.
+class TranspositionTableTest : public testing::TestWithParam<int> {
 protected:
-    void SetUp() override { hashAge = 7; }
+    void SetUp() override {
+        Printed([] { AllocateHashTable(HashEntriesForMB(GetParam()), GetParam()); });
+        hashAge = 7;
+    }
     // Keys of one bucket: the same low bits, different high bits.
     static Position At(uint64_t n) {
         Position pos{};
@@ -27,7 +31,7 @@ protected:
     }
 };
 
-TEST_F(TranspositionTableTest, RecordPackingAndSameKeyReplacement) {
+TEST_P(TranspositionTableTest, RecordPackingAndSameKeyReplacement) {
     EXPECT_EQ(HashEntriesForMB(100), uint64_t(1) << 22) << "the largest power of two that fits";
     const Move first = MakeMoveCode(2, 1, 18), second = MakeMoveCode(1, 12, 28);
     Store(0, 5, BoundExact, -123, first);
@@ -42,12 +46,12 @@ TEST_F(TranspositionTableTest, RecordPackingAndSameKeyReplacement) {
     Store(0, 3, BoundLower, 41, second);
     EXPECT_EQ(HashBest(Data(0)), second);
     const uint64_t index = At(0).key & (transpositionTable.entries - 1);
-    EXPECT_EQ(transpositionTable.records[index + 1].check, 0u) << "a second record was used";
+    EXPECT_EQ(ReadHashRecord(index + 1).check, 0u) << "a second record was used";
     Store(1, 66);
     EXPECT_EQ(HashDepth(Data(1)), 2) << "depths keep their low six bits";
 }
 
-TEST_F(TranspositionTableTest, ReplacementByGenerationThenDepth) {
+TEST_P(TranspositionTableTest, ReplacementByGenerationThenDepth) {
     // All four of this generation: the shallowest goes, the earliest on ties.
     const int depths[4] = {5, 3, 3, 4};
     for (int i = 0; i < 4; ++i) Store(i, depths[i], BoundExact, 0, MakeMoveCode(2, i, 20));
@@ -70,7 +74,7 @@ TEST_F(TranspositionTableTest, ReplacementByGenerationThenDepth) {
     EXPECT_EQ(Probe(1), HashMiss);
 }
 
-TEST_F(TranspositionTableTest, ProbeResultsByDepthBoundAndMateDistance) {
+TEST_P(TranspositionTableTest, ProbeResultsByDepthBoundAndMateDistance) {
     uint64_t data = 0xABCDEF;
     EXPECT_EQ(ProbeHash(At(0), data, 1, 0, 0, 0), HashMiss);
     EXPECT_EQ(data, 0xABCDEFu) << "a miss leaves the data word alone";
@@ -94,12 +98,12 @@ TEST_F(TranspositionTableTest, ProbeResultsByDepthBoundAndMateDistance) {
     EXPECT_EQ(Probe(6, 0, 3), 19935) << "19935 is not a mate score";
 }
 
-TEST_F(TranspositionTableTest, LastBucketAndClear) {
+TEST_P(TranspositionTableTest, LastBucketAndClear) {
     const uint64_t last = transpositionTable.entries - 1;
     uint64_t data;
     for (int i = 0; i < 4; ++i) StoreHashAt(At(i), 1, 0, BoundExact, int16_t(i), 0, last);
     for (int i = 0; i < 4; ++i) EXPECT_EQ(ProbeHashAt(At(i), data, 0, 0, -30000, 30000, last), i);
-    EXPECT_NE(transpositionTable.records[last + 3].check, 0u) << "the bucket runs into the extra records";
+    EXPECT_NE(ReadHashRecord(last + 3).check, 0u) << "the bucket runs into the extra records";
 
     ClearHashTable();
     EXPECT_EQ(ProbeHashAt(At(3), data, 0, 0, -30000, 30000, last), HashMiss);
@@ -107,7 +111,7 @@ TEST_F(TranspositionTableTest, LastBucketAndClear) {
 
 // A clear empties the table by its epoch; epochs wrap round, and a record written 255 clears ago must not
 // come back.
-TEST_F(TranspositionTableTest, ClearsByEpochAcrossTheWrap) {
+TEST_P(TranspositionTableTest, ClearsByEpochAcrossTheWrap) {
     Store(7, 3);
     for (int i = 0; i < 255; ++i) {
         ClearHashTable();
@@ -118,6 +122,21 @@ TEST_F(TranspositionTableTest, ClearsByEpochAcrossTheWrap) {
     uint64_t data;
     EXPECT_EQ(ProbeHash(zero, data, 1, 0, -30000, 30000), HashNoCut) << "key 0 meets an empty record";
 }
+
+// After a clear, room that held one part of the table may go to another; the first part must then read
+// as empty, and a store into it must not land in the other's records.
+TEST_P(TranspositionTableTest, RoomReusedAfterAClearBelongsToItsNewPart) {
+    uint64_t data;
+    StoreHashAt(At(9), 1, 0, BoundExact, 9, 0, 0x40);
+    ClearHashTable();
+    for (int i = 0; i < 4; ++i) StoreHashAt(At(i), 1, 0, BoundExact, int16_t(i), 0, 0x80);
+    EXPECT_EQ(ProbeHashAt(At(9), data, 0, 0, -30000, 30000, 0x40), HashMiss);
+    StoreHashAt(At(8), 1, 0, BoundExact, 8, 0, 0x40);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(ProbeHashAt(At(i), data, 0, 0, -30000, 30000, 0x80), i);
+    EXPECT_EQ(ProbeHashAt(At(8), data, 0, 0, -30000, 30000, 0x40), 8);
+}
+
+INSTANTIATE_TEST_SUITE_P(InPlaceAndPooled, TranspositionTableTest, testing::Values(16, 128));
 
 TEST(TranspositionTableDump, WritesEveryAddressableRecord) {
     ScratchDir dir("dump");
