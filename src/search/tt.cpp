@@ -30,9 +30,19 @@ void StoreWord(uint64_t& word, uint64_t value) {
 std::size_t RoundUp(std::size_t bytes, std::size_t unit) { return (bytes + unit - 1) & ~(unit - 1); }
 uint64_t LineCount(uint64_t entries) { return (entries + 4 + 3) / 4; }
 
-// A pooled table has room for a few thousand more slots than lines: two threads giving one line a slot at
-// once waste one, and a pool that runs out drops stores until the next clear.
+// A pooled table has room for a few thousand more slots than blocks: each thread leaves part of its last run
+// of slots unused, two threads giving one block a slot at once waste one, and a pool that runs out drops
+// stores until the next clear.
+constexpr uint64_t SLOT_RUN = 64;
 constexpr uint64_t SPARE_SLOTS = 4096;
+
+// A thread's run of slots, good for the generation it was taken in.
+struct SlotRun {
+    uint64_t next = 0, end = 0;
+    uint32_t generation = 0;
+};
+// Generations go on across allocations, so a run taken from an earlier table is never current.
+uint32_t lastGeneration = 0;
 
 // A table the machine cannot hold in memory and swap would fail at some later page of a search instead.
 bool MachineCanBack(std::size_t bytes) {
@@ -134,7 +144,14 @@ HashRecord* ClaimLine(TranspositionTable& tt, uint64_t line) {
         return records;
     }
     const uint64_t block = line >> POOL_BLOCK_SHIFT;
-    const uint64_t slot = tt.slotsUsed.fetch_add(1, std::memory_order_relaxed);
+    // Threads take slots from the shared count a run at a time, so that they rarely meet on it.
+    thread_local SlotRun run;
+    if (run.generation != tt.generation || run.next == run.end) {
+        run.next = tt.slotsUsed.fetch_add(SLOT_RUN, std::memory_order_relaxed);
+        run.end = run.next + SLOT_RUN;
+        run.generation = tt.generation;
+    }
+    const uint64_t slot = run.next++;
     if (slot >= tt.slotCapacity) return nullptr;
     ZeroLines(tt.records + (slot << POOL_BLOCK_SHIFT) * 4, 1u << POOL_BLOCK_SHIFT);
     StoreOwner(tt.slotOwners[slot], OwnerWord(tt, block));
@@ -185,7 +202,7 @@ void AllocateHashTable(uint64_t entries, int megabytes) {
     tt.entries = tt.lineCount = tt.slotCapacity = tt.sweepCursor = 0;
     tt.mappedBytes = 0;
     tt.epoch = 0;
-    tt.generation = 1;  // a zeroed owner is never current
+    tt.generation = ++lastGeneration ? lastGeneration : ++lastGeneration;  // a zeroed owner is never current
     tt.slotsUsed = 0;
     tt.written = 0;
     // One mapping, in parts on their own 2 MB pages. In place: the lines, then their epochs (all 0, the
@@ -227,10 +244,11 @@ void ClearHashTable() {
     tt.written = 0;
     if (tt.blockSlots) {
         tt.slotsUsed = 0;
-        if (++tt.generation) return;
+        tt.generation = ++lastGeneration;
+        if (tt.generation) return;
         // Four billion clears on: owners from the first generations could look current again.
         madvise(tt.slotOwners, tt.slotCapacity * sizeof(uint64_t), MADV_DONTNEED);
-        tt.generation = 1;
+        tt.generation = lastGeneration = 1;
         return;
     }
     // Epochs run 1..255. A line last stamped with epoch e would come back to life when the epoch returns
