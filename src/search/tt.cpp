@@ -123,26 +123,31 @@ void ZeroLines(HashRecord* lines, unsigned count) {
 uint64_t OwnerWord(const TranspositionTable& tt, uint64_t block) { return block | uint64_t(tt.generation) << 32; }
 
 // The four records of a line if it is live in the current epoch, else nullptr: the line reads as empty.
-[[gnu::always_inline]] inline HashRecord* LiveLine(TranspositionTable& tt, uint64_t line) {
-    if (tt.blockSlots) {
-        const uint64_t block = line >> POOL_BLOCK_SHIFT;
-        const uint64_t slot = LoadSlot(tt.blockSlots[block]);
-        if (LoadOwner(tt.slotOwners[slot]) != OwnerWord(tt, block)) return nullptr;
-        return tt.records + (slot << POOL_BLOCK_SHIFT | (line & POOL_BLOCK_MASK)) * 4;
-    }
+[[gnu::always_inline]] inline HashRecord* PooledLine(TranspositionTable& tt, uint64_t line) {
+    const uint64_t block = line >> POOL_BLOCK_SHIFT;
+    const uint64_t slot = LoadSlot(tt.blockSlots[block]);
+    if (LoadOwner(tt.slotOwners[slot]) != OwnerWord(tt, block)) return nullptr;
+    return tt.records + (slot << POOL_BLOCK_SHIFT | (line & POOL_BLOCK_MASK)) * 4;
+}
+[[gnu::always_inline]] inline HashRecord* InPlaceLine(TranspositionTable& tt, uint64_t line) {
     return LoadEpoch(tt.lineEpochs[line]) == tt.epoch ? tt.records + line * 4 : nullptr;
+}
+HashRecord* LiveLine(TranspositionTable& tt, uint64_t line) {
+    return tt.blockSlots ? PooledLine(tt, line) : InPlaceLine(tt, line);
 }
 
 // The same, making the line live and empty first when it is not; nullptr only when the pool has run out.
 // Two threads making one line live at once may lose a store, as two threads storing into one record may.
-HashRecord* ClaimLine(TranspositionTable& tt, uint64_t line) {
-    if (HashRecord* live = LiveLine(tt, line)) return live;
-    if (!tt.blockSlots) {
-        HashRecord* records = tt.records + line * 4;
+[[gnu::always_inline]] inline HashRecord* ClaimInPlaceLine(TranspositionTable& tt, uint64_t line) {
+    HashRecord* records = tt.records + line * 4;
+    if (LoadEpoch(tt.lineEpochs[line]) != tt.epoch) {
         ZeroLines(records, 1);
         StoreEpoch(tt.lineEpochs[line], tt.epoch);
-        return records;
     }
+    return records;
+}
+HashRecord* ClaimPooledLine(TranspositionTable& tt, uint64_t line) {
+    if (HashRecord* live = PooledLine(tt, line)) return live;
     const uint64_t block = line >> POOL_BLOCK_SHIFT;
     // Threads take slots from the shared count a run at a time, so that they rarely meet on it.
     thread_local SlotRun run;
@@ -159,7 +164,7 @@ HashRecord* ClaimLine(TranspositionTable& tt, uint64_t line) {
     // A thread that gave the block a slot first wins; this slot is left unused.
     std::atomic_ref<uint32_t>(tt.blockSlots[block]).compare_exchange_strong(previous, uint32_t(slot),
                                                                              std::memory_order_relaxed);
-    return LiveLine(tt, line);
+    return PooledLine(tt, line);
 }
 
 // The four records of the bucket at index, some of them null when their line reads as empty.
@@ -295,7 +300,7 @@ int16_t ProbeHashAt(const Position& pos, uint64_t& data, uint8_t depth, uint8_t 
                     uint64_t index) {
     TranspositionTable& tt = transpositionTable;
     if (!tt.records) return HashMiss;
-    const Bucket bucket = BucketAt<LiveLine>(tt, index);
+    const Bucket bucket = tt.blockSlots ? BucketAt<PooledLine>(tt, index) : BucketAt<InPlaceLine>(tt, index);
     for (HashRecord* record : bucket.record) {
         uint64_t word = record ? LoadWord(record->data) : 0;
         if (((record ? LoadWord(record->check) : 0) ^ word) != pos.key) continue;
@@ -325,7 +330,8 @@ void StoreHashAt(const Position& pos, uint8_t depth, uint8_t ply, int flags, int
     TranspositionTable& tt = transpositionTable;
     if (searchStop || iterationAbort || !tt.records) return;
     // Lines that read as empty are made live (and zeroed) before the slot is chosen.
-    const Bucket bucket = BucketAt<ClaimLine>(tt, index);
+    const Bucket bucket =
+        tt.blockSlots ? BucketAt<ClaimPooledLine>(tt, index) : BucketAt<ClaimInPlaceLine>(tt, index);
     for (HashRecord* record : bucket.record)
         if (!record) return;
 
