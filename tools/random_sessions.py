@@ -304,7 +304,7 @@ def run_session(binary, dialect, seed, args, shared):
     rng = random.Random("%s-%d" % (dialect, seed))
     workdir = tempfile.mkdtemp(prefix="ferrolune_session_")
     threads = rng.choice([1, 1, 2, 3])
-    ini = ["[ENGINE]", "Thread=%d" % threads, "HashSize=%d" % rng.choice([1, 2, 4]), "HashPawnSize=1",
+    ini = ["[ENGINE]", "Thread=%d" % threads, "HashSize=%d" % rng.choice([1, 2, 4, 128]), "HashPawnSize=1",
            "MaxDepth=%d" % rng.choice([2, 3]), "[BOOK]"]
     book = os.path.join(shared, "books", "performance.bin")
     if os.path.exists(book):
