@@ -43,6 +43,12 @@ struct SlotRun {
 };
 // Generations go on across allocations, so a run taken from an earlier table is never current.
 uint32_t lastGeneration = 0;
+// The next generation, never 0, the generation of a zeroed owner. wrapped tells that it came round to 1.
+uint32_t NextGeneration(bool& wrapped) {
+    wrapped = ++lastGeneration == 0;
+    if (wrapped) lastGeneration = 1;
+    return lastGeneration;
+}
 
 // A table the machine cannot hold in memory and swap would fail at some later page of a search instead.
 bool MachineCanBack(std::size_t bytes) {
@@ -207,7 +213,8 @@ void AllocateHashTable(uint64_t entries, int megabytes) {
     tt.entries = tt.lineCount = tt.slotCapacity = tt.sweepCursor = 0;
     tt.mappedBytes = 0;
     tt.epoch = 0;
-    tt.generation = ++lastGeneration ? lastGeneration : ++lastGeneration;  // a zeroed owner is never current
+    bool wrapped;
+    tt.generation = NextGeneration(wrapped);
     tt.slotsUsed = 0;
     tt.written = 0;
     // One mapping, in parts on their own 2 MB pages. In place: the lines, then their epochs (all 0, the
@@ -249,11 +256,10 @@ void ClearHashTable() {
     tt.written = 0;
     if (tt.blockSlots) {
         tt.slotsUsed = 0;
-        tt.generation = ++lastGeneration;
-        if (tt.generation) return;
-        // Four billion clears on: owners from the first generations could look current again.
-        madvise(tt.slotOwners, tt.slotCapacity * sizeof(uint64_t), MADV_DONTNEED);
-        tt.generation = lastGeneration = 1;
+        bool wrapped;
+        tt.generation = NextGeneration(wrapped);
+        // Four billion clears on, owners from the first generations could look current again.
+        if (wrapped) madvise(tt.slotOwners, tt.slotCapacity * sizeof(uint64_t), MADV_DONTNEED);
         return;
     }
     // Epochs run 1..255. A line last stamped with epoch e would come back to life when the epoch returns

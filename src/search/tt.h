@@ -63,7 +63,7 @@ struct TranspositionTable {
     // A larger table gives each block of four lines a slot in a pool when the block is first written in an
     // epoch, and a clear starts the pool again from its first slot. A search then touches memory in
     // proportion to what it stores, not to the table's size: the kernel never has to fault gigabytes in,
-    // and the megabytes a search stores stay in the processor's caches.
+    // and the lines a search stores lie close together, on few pages.
     uint32_t* blockSlots = nullptr;  // per block: the slot it was last given
     uint64_t* slotOwners = nullptr;  // per slot: block | generation << 32 of the block it was given to
     uint32_t generation = 0;  // the pool's epoch; changed only while no search runs
