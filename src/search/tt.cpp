@@ -204,9 +204,8 @@ uint64_t HashEntriesForMB(int megabytes) {
 
 void AllocateHashTable(uint64_t entries, int megabytes) {
     TranspositionTable& tt = transpositionTable;
-    ReleaseTable(tt.mapping, tt.mappedBytes);
+    ReleaseTable(tt.records, tt.mappedBytes);
     tt.records = nullptr;
-    tt.mapping = nullptr;
     tt.lineEpochs = nullptr;
     tt.blockSlots = nullptr;
     tt.slotOwners = nullptr;
@@ -233,7 +232,6 @@ void AllocateHashTable(uint64_t entries, int megabytes) {
         fflush(stdout);
         return;
     }
-    tt.mapping = memory;
     tt.mappedBytes = bytes;
     tt.records = reinterpret_cast<HashRecord*>(memory);
     if (pooled) {

@@ -44,11 +44,11 @@ constexpr uint64_t POOL_BLOCK_MASK = (uint64_t(1) << POOL_BLOCK_SHIFT) - 1;
 
 struct TranspositionTable {
     // entries + 4 records: the extra four let the bucket of the last index run past it. Records are read
-    // and written by lines of four (64 bytes; the records start on a page boundary).
+    // and written by lines of four (64 bytes; the records start on a page boundary). Also the start of the
+    // table's one mapping, of mappedBytes.
     HashRecord* records = nullptr;
     uint64_t entries = 0;  // N, a power of two; 0 while no table is allocated
     int sizeMB = 0;
-    void* mapping = nullptr;
     std::size_t mappedBytes = 0;
     uint64_t lineCount = 0;
     // Clearing gigabytes between searches must cost nothing and keep the pages, so a clear only moves the
