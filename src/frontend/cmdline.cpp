@@ -71,8 +71,10 @@ int PerftCommand(int argc, char** argv) {
 int BenchCommand(int argc, char** argv) {
     int depth = argc > 2 ? std::atoi(argv[2]) : BENCH_DEPTH;
     int threads = argc > 3 ? std::atoi(argv[3]) : 1;
-    if (depth < 1 || depth > 63 || threads < 1 || threads > MAX_THREADS) {
-        std::printf("usage: ferrolune bench [depth 1..63 [threads 1..%d]]\n", MAX_THREADS);
+    int hashMB = argc > 4 ? std::atoi(argv[4]) : BENCH_HASH_MB;
+    if (depth < 1 || depth > 63 || threads < 1 || threads > MAX_THREADS || hashMB < 1 || hashMB > MAX_HASH_MB) {
+        std::printf("usage: ferrolune bench [depth 1..63 [threads 1..%d [hash MB 1..%d]]]\n", MAX_THREADS,
+                    MAX_HASH_MB);
         return 1;
     }
 
@@ -82,7 +84,7 @@ int BenchCommand(int argc, char** argv) {
     settings.threadCount = uint8_t(threads);
     settings.postThinking = 0;
     settings.useSyzygy = 0;
-    AllocateHashTable(HashEntriesForMB(BENCH_HASH_MB), BENCH_HASH_MB);
+    AllocateHashTable(HashEntriesForMB(hashMB), hashMB);
     for (int i = 0; i < threads; ++i)
         AllocPawnHash(threadContexts[i], BENCH_PAWN_ENTRIES, 0, false, i + 1);
     hashAge = 0;

@@ -4,17 +4,17 @@
 #include <sys/mman.h>
 #include <sys/sysinfo.h>
 
-#include <algorithm>
-#include <span>
-
 #include <atomic>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
+#include <thread>
 
 #include "board/fen.h"
 #include "search/search.h"
+#include "search/threads.h"
 
 uint8_t hashAge = 0;
 
@@ -28,27 +28,6 @@ void StoreWord(uint64_t& word, uint64_t value) {
     std::atomic_ref<uint64_t>(word).store(value, std::memory_order_relaxed);
 }
 std::size_t RoundUp(std::size_t bytes, std::size_t unit) { return (bytes + unit - 1) & ~(unit - 1); }
-uint64_t LineCount(uint64_t entries) { return (entries + 4 + 3) / 4; }
-
-// A pooled table has room for a few thousand more slots than blocks: each thread leaves part of its last run
-// of slots unused, two threads giving one block a slot at once waste one, and a pool that runs out drops
-// stores until the next clear.
-constexpr uint64_t SLOT_RUN = 64;
-constexpr uint64_t SPARE_SLOTS = 4096;
-
-// A thread's run of slots, good for the generation it was taken in.
-struct SlotRun {
-    uint64_t next = 0, end = 0;
-    uint32_t generation = 0;
-};
-// Generations go on across allocations, so a run taken from an earlier table is never current.
-uint32_t lastGeneration = 0;
-// The next generation, never 0, the generation of a zeroed owner. wrapped tells that it came round to 1.
-uint32_t NextGeneration(bool& wrapped) {
-    wrapped = ++lastGeneration == 0;
-    if (wrapped) lastGeneration = 1;
-    return lastGeneration;
-}
 
 // A table the machine cannot hold in memory and swap would fail at some later page of a search instead.
 bool MachineCanBack(std::size_t bytes) {
@@ -58,8 +37,6 @@ bool MachineCanBack(std::size_t bytes) {
     return bytes <= total;
 }
 
-// Tables up to this size keep their lines in place; larger ones pool them.
-constexpr std::size_t POOLED_TABLE_BYTES = std::size_t(64) << 20;
 constexpr std::size_t HUGE_PAGE_BYTES = std::size_t(2) << 20;
 
 // Zeroed pages that nothing has touched yet, or nullptr. The mapping is on 2 MB pages where the system
@@ -111,66 +88,95 @@ void ReleaseTable(void* memory, std::size_t bytes) {
     munmap(memory, bytes);
 }
 
-uint8_t LoadEpoch(uint8_t& tag) { return std::atomic_ref<uint8_t>(tag).load(std::memory_order_acquire); }
-void StoreEpoch(uint8_t& tag, uint8_t value) { std::atomic_ref<uint8_t>(tag).store(value, std::memory_order_release); }
-uint32_t LoadSlot(uint32_t& slot) { return std::atomic_ref<uint32_t>(slot).load(std::memory_order_relaxed); }
-uint64_t LoadOwner(uint64_t& owner) { return std::atomic_ref<uint64_t>(owner).load(std::memory_order_acquire); }
-void StoreOwner(uint64_t& owner, uint64_t value) {
-    std::atomic_ref<uint64_t>(owner).store(value, std::memory_order_release);
-}
+// ---- Layout
 
-void ZeroLines(HashRecord* lines, unsigned count) {
-    for (HashRecord& record : std::span(lines, count * 4)) {
-        StoreWord(record.data, 0);
-        StoreWord(record.check, 0);
+// The entry of a block that a thread is making live: its epoch is never current, so readers see the block
+// as empty meanwhile.
+constexpr uint64_t CLAIMING = ~uint64_t(0);
+constexpr uint32_t LAST_EPOCH = ~uint32_t(0) - 1;
+
+// A pooled table has a few thousand more slots than blocks: each block takes at most one slot an epoch, and
+// slots go to threads in runs, of which each thread has at most one partly used (see TakeSlot).
+constexpr uint64_t SLOT_RUN = 64;
+constexpr uint64_t SPARE_SLOTS = 4096;
+static_assert((MAX_THREADS + 1) * SLOT_RUN <= SPARE_SLOTS);
+
+uint64_t LoadEntry(uint64_t& entry) { return std::atomic_ref<uint64_t>(entry).load(std::memory_order_acquire); }
+void StoreEntry(uint64_t& entry, uint64_t value) {
+    std::atomic_ref<uint64_t>(entry).store(value, std::memory_order_release);
+}
+uint64_t EntryOf(uint32_t epoch, uint64_t slot) { return uint64_t(epoch) << 32 | slot; }
+
+// Moves the table to its next epoch. Epochs go on across allocations, so a slot run taken from an earlier
+// table is never current. Four billion clears on, the counter starts again and the entries are emptied.
+void NextEpoch(TranspositionTable& tt) {
+    tt.slotsUsed = 0;
+    if (tt.epoch < LAST_EPOCH) {
+        ++tt.epoch;
+        return;
     }
+    tt.epoch = 1;
+    if (tt.blocks) memset(tt.blocks, 0, tt.blockCount * sizeof(uint64_t));
 }
 
-uint64_t OwnerWord(const TranspositionTable& tt, uint64_t block) { return block | uint64_t(tt.generation) << 32; }
+}  // namespace
 
-// The four records of a line if it is live in the current epoch, else nullptr: the line reads as empty.
-[[gnu::always_inline]] inline HashRecord* PooledLine(TranspositionTable& tt, uint64_t line) {
-    const uint64_t block = line >> POOL_BLOCK_SHIFT;
-    const uint64_t slot = LoadSlot(tt.blockSlots[block]);
-    if (LoadOwner(tt.slotOwners[slot]) != OwnerWord(tt, block)) return nullptr;
-    return tt.records + (slot << POOL_BLOCK_SHIFT | (line & POOL_BLOCK_MASK)) * 4;
-}
-[[gnu::always_inline]] inline HashRecord* InPlaceLine(TranspositionTable& tt, uint64_t line) {
-    return LoadEpoch(tt.lineEpochs[line]) == tt.epoch ? tt.records + line * 4 : nullptr;
-}
-HashRecord* LiveLine(TranspositionTable& tt, uint64_t line) {
-    return tt.blockSlots ? PooledLine(tt, line) : InPlaceLine(tt, line);
+uint64_t HashEntriesForMB(int megabytes) {
+    uint64_t bytes = megabytes < 4 ? uint64_t(1) << 24 : uint64_t(megabytes) << 20;
+    uint64_t power = 1;
+    while (power <= bytes) power <<= 1;
+    return power / 32;
 }
 
-// The same, making the line live and empty first when it is not; nullptr only when the pool has run out.
-// Two threads making one line live at once may lose a store, as two threads storing into one record may.
-[[gnu::always_inline]] inline HashRecord* ClaimInPlaceLine(TranspositionTable& tt, uint64_t line) {
-    HashRecord* records = tt.records + line * 4;
-    if (LoadEpoch(tt.lineEpochs[line]) != tt.epoch) {
-        ZeroLines(records, 1);
-        StoreEpoch(tt.lineEpochs[line], tt.epoch);
+void AllocateHashTableOfKind(uint64_t entries, int megabytes, bool pooled) {
+    TranspositionTable& tt = transpositionTable;
+    ReleaseTable(tt.records, tt.mappedBytes);
+    tt.records = nullptr;
+    tt.blocks = nullptr;
+    tt.entries = tt.blockCount = tt.slotCapacity = 0;
+    tt.mappedBytes = 0;
+    tt.pooled = pooled;
+    NextEpoch(tt);
+    // One mapping in two parts, each on 2 MB pages of its own: the lines (in place, every block's; pooled,
+    // the slots'), then the blocks' entries, all 0: no block is live.
+    const uint64_t lines = (entries + 4 + 3) / 4;
+    const uint64_t blocks = (lines + BLOCK_LINES - 1) >> BLOCK_SHIFT;
+    const uint64_t slots = pooled ? blocks + SPARE_SLOTS : blocks;
+    const std::size_t linesBytes = RoundUp((slots << BLOCK_SHIFT) * 4 * sizeof(HashRecord), HUGE_PAGE_BYTES);
+    const std::size_t bytes = linesBytes + blocks * sizeof(uint64_t);
+    char* memory = entries ? static_cast<char*>(MapTable(bytes)) : nullptr;
+    if (!memory) {
+        printf("Hash Table Memory Allocation Failed!\n");
+        fflush(stdout);
+        return;
     }
-    return records;
+    tt.mappedBytes = bytes;
+    tt.records = reinterpret_cast<HashRecord*>(memory);
+    tt.blocks = reinterpret_cast<uint64_t*>(memory + linesBytes);
+    tt.blockCount = blocks;
+    tt.slotCapacity = pooled ? slots : 0;
+    tt.entries = entries;
+    tt.sizeMB = megabytes;
+    printf("Allocated %i MB for the Hash Table\n", megabytes);
+    fflush(stdout);
 }
-HashRecord* ClaimPooledLine(TranspositionTable& tt, uint64_t line) {
-    if (HashRecord* live = PooledLine(tt, line)) return live;
-    const uint64_t block = line >> POOL_BLOCK_SHIFT;
-    // Threads take slots from the shared count a run at a time, so that they rarely meet on it.
-    thread_local SlotRun run;
-    if (run.generation != tt.generation || run.next == run.end) {
-        run.next = tt.slotsUsed.fetch_add(SLOT_RUN, std::memory_order_relaxed);
-        run.end = run.next + SLOT_RUN;
-        run.generation = tt.generation;
-    }
-    const uint64_t slot = run.next++;
-    if (slot >= tt.slotCapacity) return nullptr;
-    ZeroLines(tt.records + (slot << POOL_BLOCK_SHIFT) * 4, 1u << POOL_BLOCK_SHIFT);
-    StoreOwner(tt.slotOwners[slot], OwnerWord(tt, block));
-    uint32_t previous = LoadSlot(tt.blockSlots[block]);
-    // A thread that gave the block a slot first wins; this slot is left unused.
-    std::atomic_ref<uint32_t>(tt.blockSlots[block]).compare_exchange_strong(previous, uint32_t(slot),
-                                                                             std::memory_order_relaxed);
-    return PooledLine(tt, line);
+
+void AllocateHashTable(uint64_t entries, int megabytes) {
+    AllocateHashTableOfKind(entries, megabytes, entries * sizeof(HashRecord) > LARGEST_IN_PLACE_BYTES);
+}
+
+// ---- Lookup
+
+namespace {
+
+// The four records of a line if its block is live in the current epoch, else nullptr: the line reads as
+// empty.
+[[gnu::always_inline]] inline HashRecord* LineIn(const TranspositionTable& tt, uint64_t entry, uint64_t line) {
+    return tt.records + ((entry & 0xFFFFFFFF) << BLOCK_SHIFT | (line & (BLOCK_LINES - 1))) * 4;
+}
+[[gnu::always_inline]] inline HashRecord* LiveLine(TranspositionTable& tt, uint64_t line) {
+    const uint64_t entry = LoadEntry(tt.blocks[line >> BLOCK_SHIFT]);
+    return entry >> 32 == tt.epoch ? LineIn(tt, entry, line) : nullptr;
 }
 
 // The four records of the bucket at index, some of them null when their line reads as empty.
@@ -194,81 +200,6 @@ Bucket BucketAt(TranspositionTable& tt, uint64_t index) {
 }
 
 }  // namespace
-
-uint64_t HashEntriesForMB(int megabytes) {
-    uint64_t bytes = megabytes < 4 ? uint64_t(1) << 24 : uint64_t(megabytes) << 20;
-    uint64_t power = 1;
-    while (power <= bytes) power <<= 1;
-    return power / 32;
-}
-
-void AllocateHashTable(uint64_t entries, int megabytes) {
-    TranspositionTable& tt = transpositionTable;
-    ReleaseTable(tt.records, tt.mappedBytes);
-    tt.records = nullptr;
-    tt.lineEpochs = nullptr;
-    tt.blockSlots = nullptr;
-    tt.slotOwners = nullptr;
-    tt.entries = tt.lineCount = tt.slotCapacity = tt.sweepCursor = 0;
-    tt.mappedBytes = 0;
-    tt.epoch = 0;
-    bool wrapped;
-    tt.generation = NextGeneration(wrapped);
-    tt.slotsUsed = 0;
-    tt.written = 0;
-    // One mapping, in parts on their own 2 MB pages. In place: the lines, then their epochs (all 0, the
-    // current one). Pooled: the pool of slots, the slots' owners, the blocks' slots.
-    const uint64_t lines = LineCount(entries);
-    const bool pooled = entries * sizeof(HashRecord) > POOLED_TABLE_BYTES;
-    const uint64_t blocks = (lines + POOL_BLOCK_MASK) >> POOL_BLOCK_SHIFT;
-    const uint64_t slots = pooled ? blocks + SPARE_SLOTS : 0;
-    const std::size_t linesBytes =
-        RoundUp((pooled ? slots << POOL_BLOCK_SHIFT : lines) * 4 * sizeof(HashRecord), HUGE_PAGE_BYTES);
-    const std::size_t ownersBytes = RoundUp(slots * sizeof(uint64_t), HUGE_PAGE_BYTES);
-    const std::size_t bytes = linesBytes + ownersBytes + (pooled ? blocks * sizeof(uint32_t) : lines);
-    char* memory = entries ? static_cast<char*>(MapTable(bytes)) : nullptr;
-    if (!memory) {
-        printf("Hash Table Memory Allocation Failed!\n");
-        fflush(stdout);
-        return;
-    }
-    tt.mappedBytes = bytes;
-    tt.records = reinterpret_cast<HashRecord*>(memory);
-    if (pooled) {
-        tt.slotOwners = reinterpret_cast<uint64_t*>(memory + linesBytes);
-        tt.blockSlots = reinterpret_cast<uint32_t*>(memory + linesBytes + ownersBytes);
-        tt.slotCapacity = slots;
-    } else {
-        tt.lineEpochs = reinterpret_cast<uint8_t*>(memory + linesBytes);
-    }
-    tt.lineCount = lines;
-    tt.entries = entries;
-    tt.sizeMB = megabytes;
-    printf("Allocated %i MB for the Hash Table\n", megabytes);
-    fflush(stdout);
-}
-
-void ClearHashTable() {
-    TranspositionTable& tt = transpositionTable;
-    if (!tt.records || !tt.written) return;
-    tt.written = 0;
-    if (tt.blockSlots) {
-        tt.slotsUsed = 0;
-        bool wrapped;
-        tt.generation = NextGeneration(wrapped);
-        // Four billion clears on, owners from the first generations could look current again.
-        if (wrapped) madvise(tt.slotOwners, tt.slotCapacity * sizeof(uint64_t), MADV_DONTNEED);
-        return;
-    }
-    // Epochs run 1..255. A line last stamped with epoch e would come back to life when the epoch returns
-    // to e, 255 clears later; each clear resets a 1/254 share of the stamps to 0 (never current), so every
-    // stamp is reset before its epoch comes round again.
-    tt.epoch = tt.epoch == 255 ? 1 : uint8_t(tt.epoch + 1);
-    const uint64_t share = (tt.lineCount + 253) / 254;
-    const uint64_t count = std::min(share, tt.lineCount - tt.sweepCursor);
-    memset(tt.lineEpochs + tt.sweepCursor, 0, count);
-    tt.sweepCursor = tt.sweepCursor + count >= tt.lineCount ? 0 : tt.sweepCursor + count;
-}
 
 HashRecord ReadHashRecord(uint64_t i) {
     HashRecord* line = LiveLine(transpositionTable, i >> 2);
@@ -300,11 +231,13 @@ void DumpHashTable() {
     fclose(file);
 }
 
+// ---- Probe
+
 int16_t ProbeHashAt(const Position& pos, uint64_t& data, uint8_t depth, uint8_t ply, int16_t alpha, int16_t beta,
                     uint64_t index) {
     TranspositionTable& tt = transpositionTable;
     if (!tt.records) return HashMiss;
-    const Bucket bucket = tt.blockSlots ? BucketAt<PooledLine>(tt, index) : BucketAt<InPlaceLine>(tt, index);
+    const Bucket bucket = BucketAt<LiveLine>(tt, index);
     for (HashRecord* record : bucket.record) {
         uint64_t word = record ? LoadWord(record->data) : 0;
         if (((record ? LoadWord(record->check) : 0) ^ word) != pos.key) continue;
@@ -329,13 +262,104 @@ int16_t ProbeHash(const Position& pos, uint64_t& data, uint8_t depth, uint8_t pl
     return ProbeHashAt(pos, data, depth, ply, alpha, beta, pos.key & (transpositionTable.entries - 1));
 }
 
+// ---- Store
+
+namespace {
+
+constexpr uint64_t NO_SLOT = ~uint64_t(0);
+
+// A thread takes pool slots from the shared count a run at a time, so that threads rarely meet on it. A run
+// is good for the epoch it was taken in.
+struct SlotRun {
+    uint64_t next = 0, end = 0;
+    uint32_t epoch = 0;
+};
+
+// Search threads last one iteration. What is left of a thread's run when it ends is parked here, and the
+// next thread to need slots in the same epoch takes it up, so no slot is lost with the thread: each run
+// is held by a live thread or parked, and a thread takes a fresh run only when none is parked.
+std::mutex parkedMutex;
+SlotRun parkedRuns[MAX_THREADS + 1];
+int parkedCount = 0;
+
+void ParkRun(const SlotRun& run) {
+    const uint32_t epoch = transpositionTable.epoch;
+    if (run.epoch != epoch || run.next >= run.end) return;
+    std::lock_guard lock(parkedMutex);
+    int kept = 0;
+    for (int i = 0; i < parkedCount; ++i)
+        if (parkedRuns[i].epoch == epoch) parkedRuns[kept++] = parkedRuns[i];
+    parkedCount = kept;
+    if (parkedCount < int(std::size(parkedRuns))) parkedRuns[parkedCount++] = run;
+}
+
+bool UnparkRun(SlotRun& run, uint32_t epoch) {
+    std::lock_guard lock(parkedMutex);
+    while (parkedCount > 0) {
+        run = parkedRuns[--parkedCount];
+        if (run.epoch == epoch) return true;
+    }
+    return false;
+}
+
+struct ThreadSlotRun : SlotRun {
+    ~ThreadSlotRun() { ParkRun(*this); }
+};
+thread_local ThreadSlotRun threadRun;
+
+// The next pool slot for the calling thread, or NO_SLOT when the pool has run out.
+uint64_t TakeSlot(TranspositionTable& tt) {
+    SlotRun& run = threadRun;
+    if (run.epoch != tt.epoch || run.next == run.end) {
+        const bool firstInEpoch = run.epoch != tt.epoch;
+        if (!firstInEpoch || !UnparkRun(run, tt.epoch)) {
+            run.next = tt.slotsUsed.fetch_add(SLOT_RUN, std::memory_order_relaxed);
+            run.end = run.next + SLOT_RUN;
+            run.epoch = tt.epoch;
+        }
+    }
+    return run.next < tt.slotCapacity ? run.next++ : NO_SLOT;
+}
+
+// The four records of a line, making its block live first when it is not; nullptr only when the pool has
+// run out. Threads that find the block dead race to mark it claiming. The winner zeroes the block's lines
+// and makes it live; the others wait the few nanoseconds that takes and then use the same lines. So a
+// block is made live once an epoch, and no thread's zeroing wipes records another has stored.
+HashRecord* ClaimLine(TranspositionTable& tt, uint64_t line) {
+    const uint64_t block = line >> BLOCK_SHIFT;
+    uint64_t& entry = tt.blocks[block];
+    uint64_t seen = LoadEntry(entry);
+    while (seen >> 32 != tt.epoch) {
+        if (seen == CLAIMING) {
+            std::this_thread::yield();
+            seen = LoadEntry(entry);
+            continue;
+        }
+        // On failure seen is reloaded: another thread claimed the block, or is claiming it.
+        if (!std::atomic_ref<uint64_t>(entry).compare_exchange_strong(seen, CLAIMING, std::memory_order_acquire))
+            continue;
+        const uint64_t slot = tt.pooled ? TakeSlot(tt) : block;
+        if (slot == NO_SLOT) {
+            StoreEntry(entry, seen);
+            return nullptr;
+        }
+        // No reader looks at these lines: the block is claiming, and the slot's earlier block, if any, was
+        // made live in an earlier epoch.
+        memset(static_cast<void*>(tt.records + (slot << BLOCK_SHIFT) * 4), 0, BLOCK_LINES * 4 * sizeof(HashRecord));
+        seen = EntryOf(tt.epoch, slot);
+        StoreEntry(entry, seen);
+    }
+    return LineIn(tt, seen, line);
+}
+
+}  // namespace
+
 void StoreHashAt(const Position& pos, uint8_t depth, uint8_t ply, int flags, int16_t score, Move move,
                  uint64_t index) {
     TranspositionTable& tt = transpositionTable;
     if (searchStop || iterationAbort || !tt.records) return;
-    // Lines that read as empty are made live (and zeroed) before the slot is chosen.
-    const Bucket bucket =
-        tt.blockSlots ? BucketAt<ClaimPooledLine>(tt, index) : BucketAt<ClaimInPlaceLine>(tt, index);
+    // Blocks that read as empty are made live (and zeroed) before the record is chosen.
+    const Bucket bucket = BucketAt<ClaimLine>(tt, index);
     for (HashRecord* record : bucket.record)
         if (!record) return;
 
@@ -376,9 +400,15 @@ void StoreHashAt(const Position& pos, uint8_t depth, uint8_t ply, int flags, int
                     uint64_t(uint16_t(stored)) << 16 | uint64_t(move) << 32;
     StoreWord(bucket.record[slot]->data, data);
     StoreWord(bucket.record[slot]->check, pos.key ^ data);
-    if (!tt.written) tt.written = 1;
 }
 
 void StoreHash(const Position& pos, uint8_t depth, uint8_t ply, int flags, int16_t score, Move move) {
     StoreHashAt(pos, depth, ply, flags, score, move, pos.key & (transpositionTable.entries - 1));
+}
+
+// ---- Clear
+
+void ClearHashTable() {
+    TranspositionTable& tt = transpositionTable;
+    if (tt.records) NextEpoch(tt);
 }

@@ -8,7 +8,8 @@
 #include "board/position.h"
 #include "board/types.h"
 
-// The search generation, also the count of searches in the current game.
+// The search generation, stamped into every record a search writes; also the count of searches in the
+// current game.
 extern uint8_t hashAge;
 
 // Kinds of bound kept in a record's Flags field.
@@ -37,40 +38,37 @@ constexpr int HashAge(uint64_t data) { return int((data >> 8) & 0xFF); }
 constexpr int16_t HashScore(uint64_t data) { return int16_t(uint16_t(data >> 16)); }
 constexpr Move HashBest(uint64_t data) { return Move(data >> 32); }
 
-// Lines per pool slot of a large table, as a shift. Four lines to a slot keep the slot numbers of an 8 GB
-// table in 128 MB, while the slots a search zeroes stay a few dozen MB a second.
-constexpr unsigned POOL_BLOCK_SHIFT = 2;
-constexpr uint64_t POOL_BLOCK_MASK = (uint64_t(1) << POOL_BLOCK_SHIFT) - 1;
+// Lines of four records (64 bytes) per block, as a shift. A clear empties the table by moving it to a new
+// epoch, without touching it: a block not made live in the current epoch reads as empty, and the first
+// store into it makes it live and zeroes its lines. Four lines to a block keep the blocks' entries at 8
+// bytes per 256 bytes of table.
+constexpr unsigned BLOCK_SHIFT = 2;
+constexpr uint64_t BLOCK_LINES = uint64_t(1) << BLOCK_SHIFT;
+
+// Tables up to this size keep every block's lines in place, block b at line 4b. Larger ones give a block a
+// slot of a pool, the next free one, the first time it is stored into in an epoch, and a clear starts the
+// pool again from its first slot. A search then touches memory in proportion to what it stores, not to the
+// table's size: the system never has to back gigabytes at once.
+constexpr std::size_t LARGEST_IN_PLACE_BYTES = std::size_t(64) << 20;
 
 struct TranspositionTable {
-    // entries + 4 records: the extra four let the bucket of the last index run past it. Records are read
-    // and written by lines of four (64 bytes; the records start on a page boundary). Also the start of the
-    // table's one mapping, of mappedBytes.
+    // The blocks' lines, and the start of the table's one mapping (of mappedBytes). Records are read and
+    // written by lines of four (64 bytes; the lines start on a page boundary).
     HashRecord* records = nullptr;
     uint64_t entries = 0;  // N, a power of two; 0 while no table is allocated
     int sizeMB = 0;
     std::size_t mappedBytes = 0;
-    uint64_t lineCount = 0;
-    // Clearing gigabytes between searches must cost nothing and keep the pages, so a clear only moves the
-    // table to a new epoch, and a line not made live in the current epoch reads as four empty records.
-    // Making a line live zeroes it. The epoch, and the line's record of it, are read with acquire loads
-    // and written with release stores, so a reader that sees a line live also sees its zeroing.
-    //
-    // A table of up to 64 MB keeps its lines in place, with the epoch each line was last made live in.
-    uint8_t* lineEpochs = nullptr;
-    uint8_t epoch = 0;  // changed only while no search runs; 0 is never current again after a clear
-    uint64_t sweepCursor = 0;
-    // A larger table gives each block of four lines a slot in a pool when the block is first written in an
-    // epoch, and a clear starts the pool again from its first slot. A search then touches memory in
-    // proportion to what it stores, not to the table's size: the kernel never has to fault gigabytes in,
-    // and the lines a search stores lie close together, on few pages.
-    uint32_t* blockSlots = nullptr;  // per block: the slot it was last given
-    uint64_t* slotOwners = nullptr;  // per slot: block | generation << 32 of the block it was given to
-    uint32_t generation = 0;  // the pool's epoch; changed only while no search runs
-    uint64_t slotCapacity = 0;
+    // Per block: the epoch it was last made live in (high 32 bits) and the slot that holds its lines (low 32
+    // bits; in place, the block's own number). Read with acquire loads and written with release stores, so a
+    // reader that sees a block live also sees its lines zeroed.
+    uint64_t* blocks = nullptr;
+    uint64_t blockCount = 0;
+    // The table's clear count: every clear and every allocation moves it on. Never 0, the epoch of a block
+    // never made live; changed only while no search runs.
+    uint32_t epoch = 0;
+    bool pooled = false;
+    uint64_t slotCapacity = 0;  // slots in the pool (pooled tables only)
     std::atomic<uint64_t> slotsUsed{0};
-    // Set by the first store after a clear, so that clearing an untouched table costs nothing.
-    Relaxed<uint32_t> written;
 };
 
 extern TranspositionTable transpositionTable;
@@ -78,26 +76,26 @@ extern TranspositionTable transpositionTable;
 // Records for a size in megabytes: the largest power of two of bytes not above the size, in 16-byte records
 // (a request below 4 MB counts as 16 MB).
 uint64_t HashEntriesForMB(int megabytes);
-// Releases the previous table and maps a zeroed one of entries + 4 records. Prints the allocation message,
-// or the failure message; after a failure probes miss and stores are dropped until a later allocation works.
+// Releases the previous table and maps a zeroed one of entries + 4 records, pooled when it is larger than
+// LARGEST_IN_PLACE_BYTES. Prints the allocation message, or the failure message; after a failure probes
+// miss and stores are dropped until a later allocation works.
 void AllocateHashTable(uint64_t entries, int megabytes);
+// The same with the kind chosen by the caller; the search sees the same table either way.
+void AllocateHashTableOfKind(uint64_t entries, int megabytes, bool pooled);
 void ClearHashTable();
-// Record i as every reader sees it: all zero when its line belongs to an earlier epoch.
+// Record i as every reader sees it: all zero when its block is not live.
 HashRecord ReadHashRecord(uint64_t i);
-// Asks for the bucket of a key that a probe is likely to need soon. Always inlined: GCC takes a function
-// whose only work is prefetching for one without effects and drops every call to it.
+// Asks for what a probe of the key is likely to need soon. Always inlined: GCC takes a function whose only
+// work is prefetching for one without effects and drops every call to it.
 [[gnu::always_inline]] inline void PrefetchHash(uint64_t key) {
     const TranspositionTable& tt = transpositionTable;
     if (!tt.records) return;
     const uint64_t index = key & (tt.entries - 1);
-    if (tt.blockSlots) {
-        // The pool's lines sit in the caches already; the slot number is what is far away.
-        __builtin_prefetch(tt.blockSlots + (index >> (2 + POOL_BLOCK_SHIFT)));
-        return;
-    }
+    __builtin_prefetch(tt.blocks + (index >> (2 + BLOCK_SHIFT)));
+    // Where a pooled block's lines lie is known only once its entry has arrived.
+    if (tt.pooled) return;
     __builtin_prefetch(tt.records + index);
     __builtin_prefetch(tt.records + index + 3);
-    __builtin_prefetch(tt.lineEpochs + (index >> 2));
 }
 // Writes every addressable record to "DumpHash/dump.csv".
 void DumpHashTable();

@@ -1,5 +1,11 @@
 #include "search/tt.h"
 
+#include <thread>
+#include <vector>
+
+#include "frontend/config.h"
+#include "search/iterate.h"
+#include "search/timeman.h"
 #include "support.h"
 
 namespace {
@@ -51,8 +57,8 @@ TEST_P(TranspositionTableTest, RecordPackingAndSameKeyReplacement) {
     EXPECT_EQ(HashDepth(Data(1)), 2) << "depths keep their low six bits";
 }
 
-TEST_P(TranspositionTableTest, ReplacementByGenerationThenDepth) {
-    // All four of this generation: the shallowest goes, the earliest on ties.
+TEST_P(TranspositionTableTest, ReplacementByAgeThenDepth) {
+    // All four of this search's age: the shallowest goes, the earliest on ties.
     const int depths[4] = {5, 3, 3, 4};
     for (int i = 0; i < 4; ++i) Store(i, depths[i], BoundExact, 0, MakeMoveCode(2, i, 20));
     Store(4, 9);
@@ -64,7 +70,7 @@ TEST_P(TranspositionTableTest, ReplacementByGenerationThenDepth) {
     Store(4, 4);
     EXPECT_EQ(Probe(3), HashMiss) << "the last record goes only when strictly shallower";
 
-    // Older generations go first, however deep, the smallest age (a plain byte) first.
+    // Older ages go first, however deep, the smallest age (a plain byte) first.
     ClearHashTable();
     const int ages[4] = {250, 5, 3, 10};
     for (int i = 0; i < 4; ++i) hashAge = uint8_t(ages[i]), Store(i, i == 0 ? 1 : 60);
@@ -109,14 +115,17 @@ TEST_P(TranspositionTableTest, LastBucketAndClear) {
     EXPECT_EQ(ProbeHashAt(At(3), data, 0, 0, -30000, 30000, last), HashMiss);
 }
 
-// A clear empties the table by its epoch; epochs wrap round, and a record written 255 clears ago must not
-// come back.
+// A clear empties the table by moving it to the next epoch. When the epoch counter comes round, a record
+// written when it last held a value must not come back.
 TEST_P(TranspositionTableTest, ClearsByEpochAcrossTheWrap) {
+    TranspositionTable& tt = transpositionTable;
     Store(7, 3);
-    for (int i = 0; i < 255; ++i) {
-        ClearHashTable();
-        StoreHashAt(At(0), 1, 0, BoundExact, 0, 0, uint64_t(i) * 4096 % transpositionTable.entries);
-    }
+    const uint32_t written = tt.epoch;
+    tt.epoch = ~uint32_t(0) - 1;
+    ClearHashTable();
+    EXPECT_EQ(tt.epoch, 1u);
+    tt.epoch = written - 1;
+    ClearHashTable();
     EXPECT_EQ(Probe(7), HashMiss);
     Position zero{};
     uint64_t data;
@@ -136,7 +145,110 @@ TEST_P(TranspositionTableTest, RoomReusedAfterAClearBelongsToItsNewPart) {
     EXPECT_EQ(ProbeHashAt(At(8), data, 0, 0, -30000, 30000, 0x40), 8);
 }
 
+// Threads that store into the same blocks at the same moment, each into lines of its own, so that only the
+// making live of a block can cost a record: every record stored must be found. The threads meet before each
+// block, so that they claim it together.
+TEST_P(TranspositionTableTest, ConcurrentClaimsKeepEveryRecord) {
+    constexpr int THREADS = 4, BLOCKS = 10000;
+    const uint64_t blockRecords = BLOCK_LINES * 4;
+    const auto indexOf = [&](uint64_t b, int t) {
+        return b * 7919 % (transpositionTable.blockCount - 1) * blockRecords + uint64_t(t) * 4;
+    };
+    std::atomic<int> arrived{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < THREADS; ++t)
+        threads.emplace_back([&, t] {
+            for (uint64_t b = 0; b < BLOCKS; ++b) {
+                const int target = int(b + 1) * THREADS;
+                arrived.fetch_add(1);
+                while (arrived.load() < target) std::this_thread::yield();
+                StoreHashAt(At(b), 1, 0, BoundExact, int16_t(t), 0, indexOf(b, t));
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    int lost = 0;
+    uint64_t data;
+    for (uint64_t b = 0; b < BLOCKS; ++b)
+        for (int t = 0; t < THREADS; ++t) lost += ProbeHashAt(At(b), data, 0, 0, -30000, 30000, indexOf(b, t)) != t;
+    EXPECT_EQ(lost, 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(InPlaceAndPooled, TranspositionTableTest, testing::Values(16, 128));
+
+// The pool hands out slots in runs. Search threads last one iteration; what a thread leaves of its run must
+// go to the next, or long analysis runs the pool dry. When the pool does run dry, stores into blocks not yet
+// live are dropped and everything else goes on.
+TEST(PooledTranspositionTable, SlotRunsOutliveThreadsAndAFullPoolDropsNewBlocks) {
+    TranspositionTable& tt = transpositionTable;
+    Printed([] { AllocateHashTable(HashEntriesForMB(128), 128); });
+    ASSERT_TRUE(tt.pooled);
+    const uint64_t blockRecords = BLOCK_LINES * 4;
+    const auto storeInBlock = [&](uint64_t block, int score) {
+        Position pos{};
+        pos.key = block * blockRecords + 1;
+        StoreHash(pos, 1, 0, BoundExact, int16_t(score), 0);
+    };
+    const auto probeBlock = [&](uint64_t block) {
+        Position pos{};
+        pos.key = block * blockRecords + 1;
+        uint64_t data;
+        return int(ProbeHash(pos, data, 0, 0, -30000, 30000));
+    };
+    for (int t = 0; t < 500; ++t) std::thread([&, t] { storeInBlock(uint64_t(t), t); }).join();
+    for (int t = 0; t < 500; ++t) ASSERT_EQ(probeBlock(uint64_t(t)), t);
+    EXPECT_LE(tt.slotsUsed.load(), 1024u) << "500 blocks, one thread after another";
+
+    // A pool of 40 slots: this thread's run has some left, the rest are gone.
+    ClearHashTable();
+    tt.slotCapacity = 40;
+    for (int b = 0; b < 60; ++b) storeInBlock(uint64_t(b) * 3, b);
+    for (int b = 0; b < 60; ++b) EXPECT_EQ(probeBlock(uint64_t(b) * 3), b < 40 ? b : HashMiss) << b;
+    storeInBlock(0, 77);
+    EXPECT_EQ(probeBlock(0), 77) << "a live block still takes stores";
+    ClearHashTable();
+    for (int b = 0; b < 40; ++b) storeInBlock(uint64_t(b) * 5 + 1, b);
+    for (int b = 0; b < 40; ++b) EXPECT_EQ(probeBlock(uint64_t(b) * 5 + 1), b) << "a clear gives the pool back";
+    EXPECT_EQ(probeBlock(0), HashMiss);
+    Printed([] { AllocateHashTable(HashEntriesForMB(16), 16); });
+}
+
+// The pool changes where records lie, never which records the search sees: searches on a pooled and on an
+// in-place table of one size print the same lines. A 4 MB table fills at these depths, so replacement and
+// aging across searches, with and without clears, are in play.
+TEST(PooledTranspositionTable, SearchesAsTheInPlaceTable) {
+    settings.useSyzygy = 0;
+    settings.threadCount = 1;
+    settings.maxDepth = 9;
+    const auto session = [](bool pooled) {
+        Printed([pooled] { AllocateHashTableOfKind(HashEntriesForMB(4), 4, pooled); });
+        EXPECT_EQ(transpositionTable.pooled, pooled);
+        std::string out;
+        hashAge = 0;
+        int n = 0;
+        for (const char* fen : {"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
+                                "r1bqkb1r/ppp2ppp/2n1pn2/8/2pP4/3BPN2/PP3PPP/RNBQK2R w KQkq - 0 6",
+                                "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1"}) {
+            if (n++ == 2) ClearHashTable();
+            LoadGame(fen);
+            timeControl.startTime = ClockMs();
+            out += Printed([] { SearchMain(mainContext); });
+        }
+        // Times differ between runs; the rest of each line must not.
+        std::string kept;
+        std::istringstream lines(out);
+        for (std::string line; std::getline(lines, line);) {
+            std::istringstream fields(line);
+            std::string field;
+            for (int i = 0; fields >> field; ++i)
+                if (i != 2) kept += field + " ";
+            kept += "\n";
+        }
+        return kept;
+    };
+    const std::string inPlace = session(false);
+    EXPECT_EQ(session(true), inPlace);
+    Printed([] { AllocateHashTable(HashEntriesForMB(16), 16); });
+}
 
 TEST(TranspositionTableDump, WritesEveryAddressableRecord) {
     ScratchDir dir("dump");
