@@ -4,12 +4,14 @@
 #include <sys/mman.h>
 #include <sys/sysinfo.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 #include "board/fen.h"
@@ -107,6 +109,35 @@ void StoreEntry(uint64_t& entry, uint64_t value) {
 }
 uint64_t EntryOf(uint32_t epoch, uint64_t slot) { return uint64_t(epoch) << 32 | slot; }
 
+// A pooled table's first search would otherwise meet fresh memory at every turn: the blocks' entries,
+// touched at random, and the pool's first slots. A thread of its own writes to each of their 2 MB pages
+// (by an atomic no-op, as searches may already be storing there), so that the system backs them while the
+// front end and the GUI exchange their first lines, or at least on another core. Memory a search fills
+// anyway: the pool's share is about what one second of search on two threads takes.
+constexpr std::size_t PREFAULTED_POOL_BYTES = std::size_t(128) << 20;
+std::atomic<bool> prefaultStop{false};
+std::atomic<bool> prefaultRunning{false};
+
+struct Span {
+    char* begin;
+    std::size_t bytes;
+};
+
+void tPrefault(Span pool, Span entries) {
+    for (const Span& span : {entries, pool})
+        for (std::size_t at = 0; at < span.bytes && !prefaultStop.load(std::memory_order_relaxed);
+             at += HUGE_PAGE_BYTES)
+            std::atomic_ref<uint64_t>(*reinterpret_cast<uint64_t*>(span.begin + at)).fetch_or(0, std::memory_order_relaxed);
+    prefaultRunning.store(false, std::memory_order_release);
+}
+
+// Waits for the helper to stop: it must not outlive the mapping.
+void StopPrefault() {
+    prefaultStop = true;
+    while (prefaultRunning.load(std::memory_order_acquire)) std::this_thread::yield();
+    prefaultStop = false;
+}
+
 // Moves the table to its next epoch. Epochs go on across allocations, so a slot run taken from an earlier
 // table is never current. Four billion clears on, the counter starts again and the entries are emptied.
 void NextEpoch(TranspositionTable& tt) {
@@ -116,6 +147,7 @@ void NextEpoch(TranspositionTable& tt) {
         return;
     }
     tt.epoch = 1;
+    StopPrefault();
     if (tt.blocks) memset(tt.blocks, 0, tt.blockCount * sizeof(uint64_t));
 }
 
@@ -130,6 +162,7 @@ uint64_t HashEntriesForMB(int megabytes) {
 
 void AllocateHashTableOfKind(uint64_t entries, int megabytes, bool pooled) {
     TranspositionTable& tt = transpositionTable;
+    StopPrefault();
     ReleaseTable(tt.records, tt.mappedBytes);
     tt.records = nullptr;
     tt.blocks = nullptr;
@@ -157,6 +190,16 @@ void AllocateHashTableOfKind(uint64_t entries, int megabytes, bool pooled) {
     tt.slotCapacity = pooled ? slots : 0;
     tt.entries = entries;
     tt.sizeMB = megabytes;
+    if (pooled) {
+        prefaultRunning = true;
+        try {
+            std::thread(tPrefault, Span{memory, std::min(linesBytes, PREFAULTED_POOL_BYTES)},
+                        Span{memory + linesBytes, blocks * sizeof(uint64_t)})
+                .detach();
+        } catch (const std::system_error&) {
+            prefaultRunning = false;
+        }
+    }
     printf("Allocated %i MB for the Hash Table\n", megabytes);
     fflush(stdout);
 }
@@ -343,9 +386,13 @@ HashRecord* ClaimLine(TranspositionTable& tt, uint64_t line) {
             StoreEntry(entry, seen);
             return nullptr;
         }
-        // No reader looks at these lines: the block is claiming, and the slot's earlier block, if any, was
-        // made live in an earlier epoch.
-        memset(static_cast<void*>(tt.records + (slot << BLOCK_SHIFT) * 4), 0, BLOCK_LINES * 4 * sizeof(HashRecord));
+        // No search thread looks at these lines: the block is claiming, and the slot's earlier block, if any,
+        // was made live in an earlier epoch. Only the helper that faults pages in may touch them (by a no-op).
+        for (HashRecord* record = tt.records + (slot << BLOCK_SHIFT) * 4, *end = record + BLOCK_LINES * 4;
+             record < end; ++record) {
+            StoreWord(record->data, 0);
+            StoreWord(record->check, 0);
+        }
         seen = EntryOf(tt.epoch, slot);
         StoreEntry(entry, seen);
     }
