@@ -1,8 +1,10 @@
 // Time and resident memory of allocating and clearing the transposition table at a given size (default
-// 8192 MB): untouched, and after a burst of stores.  Usage: tt_alloc [MB] [stores]
+// 8192 MB): untouched, once a pooled table's helper has faulted its entries and first slots in, and after a
+// burst of stores.  Usage: tt_alloc [MB] [stores]
 #include <unistd.h>
 
 #include <chrono>
+#include <thread>
 #include <cstdio>
 #include <cstdlib>
 
@@ -39,6 +41,16 @@ int main(int argc, char** argv) {
            ResidentMB());
     t = Milliseconds([] { ClearHashTable(); });
     printf("clear untouched table: %.3f ms, rss %.1f MB\n", t, ResidentMB());
+    // The helper's pages: resident memory once it stops growing.
+    double resident = ResidentMB(), previous = -1;
+    t = Milliseconds([&] {
+        while (resident != previous) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            previous = resident;
+            resident = ResidentMB();
+        }
+    });
+    printf("faulted in: %.3f ms, rss %.1f MB\n", t, resident);
 
     // The same pseudo-random keys on every call, so a second pass writes exactly where the first did.
     const auto storeRandomKeys = [stores] {

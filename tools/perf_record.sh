@@ -90,6 +90,9 @@ for ((i = 0; i < reps; ++i)); do
     [ "$nodes" = "$signature" ] || { echo "bench signature $nodes differs from $signature" >&2; exit 1; }
     add "bench signature (depth 8 nodes, must equal bench/signature.txt)" nodes "$nodes"
     add "bench depth 8, 1 thread" nodes/s "$(printf '%s\n' "$out" | sed -n 's/^Nodes\/second: *//p')"
+    # The default table size, pooled: the table a GUI gets.
+    out=$("$engine" bench 12 1 8192)
+    add "bench depth 12, 1 thread, 8192 MB table" nodes/s "$(printf '%s\n' "$out" | sed -n 's/^Nodes\/second: *//p')"
     for threads in 1 2; do
         out=$("$engine" bench 12 "$threads")
         label="bench depth 12, $threads thread"; [ "$threads" = 1 ] || label+="s"
@@ -105,6 +108,7 @@ for ((i = 0; i < reps; ++i)); do
     add "tt allocate 8192 MB" ms "$(sed -n 's/^allocate 8192 MB.*: \([0-9.]*\) ms.*/\1/p' "$work/tt.txt")"
     add "tt rss after allocate" MB "$(sed -n 's/^allocate 8192 MB.*rss \([0-9.]*\) MB/\1/p' "$work/tt.txt")"
     add "tt clear untouched" ms "$(grep -m 1 '^clear untouched' "$work/tt.txt" | sed -n 's/.*: \([0-9.]*\) ms.*/\1/p')"
+    add "tt rss once faulted in" MB "$(sed -n 's/^faulted in:.*rss \([0-9.]*\) MB/\1/p' "$work/tt.txt")"
     add "tt 500000 random stores" ms "$(sed -n 's/^500000 random stores: \([0-9.]*\) ms.*/\1/p' "$work/tt.txt")"
     add "tt rss after stores" MB "$(sed -n 's/^500000 random stores:.*rss \([0-9.]*\) MB/\1/p' "$work/tt.txt")"
     add "tt clear used" ms "$(sed -n 's/^clear used table: \([0-9.]*\) ms.*/\1/p' "$work/tt.txt")"
