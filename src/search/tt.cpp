@@ -111,9 +111,10 @@ uint64_t EntryOf(uint32_t epoch, uint64_t slot) { return uint64_t(epoch) << 32 |
 
 // A pooled table's first search would otherwise meet fresh memory at every turn: the blocks' entries,
 // touched at random, and the pool's first slots. A thread of its own writes to each of their 2 MB pages
-// (by an atomic no-op, as searches may already be storing there), so that the system backs them while the
-// front end and the GUI exchange their first lines, or at least on another core. Memory a search fills
-// anyway: the pool's share is about what one second of search on two threads takes.
+// (by an atomic no-op, as searches may already be storing there) as soon as the table is mapped, and the
+// first clear waits for it to finish: a GUI's "isready" before its first "go" then answers once the memory
+// is backed, and the search does not wait for the system. The pool's share is about what one second of
+// search on two threads takes.
 constexpr std::size_t PREFAULTED_POOL_BYTES = std::size_t(128) << 20;
 std::atomic<bool> prefaultStop{false};
 std::atomic<bool> prefaultRunning{false};
@@ -129,12 +130,15 @@ void tPrefault(Span pool, Span entries) {
              at += HUGE_PAGE_BYTES)
             std::atomic_ref<uint64_t>(*reinterpret_cast<uint64_t*>(span.begin + at)).fetch_or(0, std::memory_order_relaxed);
     prefaultRunning.store(false, std::memory_order_release);
+    prefaultRunning.notify_all();
 }
 
-// Waits for the helper to stop: it must not outlive the mapping.
+void AwaitPrefault() { prefaultRunning.wait(true, std::memory_order_acquire); }
+
+// The helper must not outlive the mapping.
 void StopPrefault() {
     prefaultStop = true;
-    while (prefaultRunning.load(std::memory_order_acquire)) std::this_thread::yield();
+    AwaitPrefault();
     prefaultStop = false;
 }
 
@@ -457,5 +461,6 @@ void StoreHash(const Position& pos, uint8_t depth, uint8_t ply, int flags, int16
 
 void ClearHashTable() {
     TranspositionTable& tt = transpositionTable;
+    AwaitPrefault();
     if (tt.records) NextEpoch(tt);
 }

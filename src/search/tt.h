@@ -64,7 +64,7 @@ struct TranspositionTable {
     uint64_t* blocks = nullptr;
     uint64_t blockCount = 0;
     // The table's clear count: every clear and every allocation moves it on. Never 0, the epoch of a block
-    // never made live; changed only while no search runs.
+    // never made live, nor 2^32 - 1, that of a block being made live; changed only while no search runs.
     uint32_t epoch = 0;
     bool pooled = false;
     uint64_t slotCapacity = 0;  // slots in the pool (pooled tables only)
