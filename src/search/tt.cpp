@@ -98,7 +98,7 @@ constexpr uint64_t CLAIMING = ~uint64_t(0);
 constexpr uint32_t LAST_EPOCH = ~uint32_t(0) - 1;
 
 // A pooled table has a few thousand more slots than blocks: each block takes at most one slot an epoch, and
-// slots go to threads in runs, of which each thread has at most one partly used (see TakeSlot).
+// slots go to threads in runs, at most one of them partly used per thread running at once (see ParkRun).
 constexpr uint64_t SLOT_RUN = 64;
 constexpr uint64_t SPARE_SLOTS = 4096;
 static_assert((MAX_THREADS + 1) * SLOT_RUN <= SPARE_SLOTS);
@@ -216,11 +216,12 @@ void AllocateHashTable(uint64_t entries, int megabytes) {
 
 namespace {
 
-// The four records of a line if its block is live in the current epoch, else nullptr: the line reads as
-// empty.
+// The four records of a line whose block has the given entry.
 [[gnu::always_inline]] inline HashRecord* LineIn(const TranspositionTable& tt, uint64_t entry, uint64_t line) {
     return tt.records + ((entry & 0xFFFFFFFF) << BLOCK_SHIFT | (line & (BLOCK_LINES - 1))) * 4;
 }
+// The four records of a line if its block is live in the current epoch, else nullptr: the line reads as
+// empty.
 [[gnu::always_inline]] inline HashRecord* LiveLine(TranspositionTable& tt, uint64_t line) {
     const uint64_t entry = LoadEntry(tt.blocks[line >> BLOCK_SHIFT]);
     return entry >> 32 == tt.epoch ? LineIn(tt, entry, line) : nullptr;
@@ -323,8 +324,8 @@ struct SlotRun {
 };
 
 // Search threads last one iteration. What is left of a thread's run when it ends is parked here, and the
-// next thread to need slots in the same epoch takes it up, so no slot is lost with the thread: each run
-// is held by a live thread or parked, and a thread takes a fresh run only when none is parked.
+// next thread to need slots in the same epoch takes it up before any fresh run, so no slot is lost with
+// the thread: the partly used runs are never more than the threads that were running at once.
 std::mutex parkedMutex;
 SlotRun parkedRuns[MAX_THREADS + 1];
 int parkedCount = 0;
