@@ -23,7 +23,7 @@ constexpr int16_t HashNoCut = 30001;
 constexpr int16_t HashMiss = 30002;
 
 // check = key XOR data, so a record torn by a concurrent writer fails the key test and reads as a miss.
-// The words are only touched through relaxed atomic loads and stores (see tt.cpp); a record whose check
+// The words are only touched through relaxed atomic operations (see tt.cpp); a record whose check
 // is 0 is empty.
 struct HashRecord {
     uint64_t check;
