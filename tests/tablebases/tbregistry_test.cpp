@@ -175,6 +175,7 @@ TEST(TablebaseCorrupt, WrongMagicDropsTheWdlMaterialAndLeavesTheDtzSlotEmpty) {
     success = 1;
     ProbeWdlTable(*LoadGame(krvk), success);
     EXPECT_EQ(success, 1);
+    LoadTables("");  // unmaps the files, which Windows would not let the scratch folder's removal delete
 }
 
 // Truncated files are refused as corrupt, whatever the probe; what damaged contents may decode to is the
