@@ -64,8 +64,8 @@ if [ -x "$native" ]; then targets+=("native"); native=$(absolute "$native"); els
 if [ -f "$windows" ]; then
     if command -v wine >/dev/null; then
         targets+=("wine"); windows=$(absolute "$windows")
-        # The first start of Wine makes its prefix (~/.wine) and prints about it; that is done here, once.
-        WINEDEBUG=-all wineboot -i >/dev/null 2>&1 || true
+        # The first start of Wine makes its prefix (~/.wine); that is done here, once.
+        "$root/tools/wine_prefix.sh" >/dev/null
     else
         echo "wine: not installed, the Windows build is left out"
     fi

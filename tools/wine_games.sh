@@ -39,8 +39,8 @@ if [ -z "${CUTECHESS:-}" ]; then
     [ -x "$CUTECHESS" ] || "$root/../shared/tools/build-cutechess.sh" "$(dirname "$CUTECHESS")"
 fi
 export CUTECHESS
-# The first start of Wine makes its prefix; done here so that no engine start waits for it.
-WINEDEBUG=-all wineboot -i >/dev/null 2>&1 || true
+# The first start of Wine makes its prefix (~/.wine); that is done here, once.
+"$root/tools/wine_prefix.sh" >/dev/null
 
 log=${pgn%.pgn}.log
 rm -f "$pgn"
