@@ -8,7 +8,8 @@ usage() {
 Usage: tools/match.sh [options] ENGINE1 ENGINE2 [-- CUTECHESS-ARGS...]
 
 ENGINE is [NAME=]PATH[:xboard]: the engine binary, a name for the PGN and the tables (default: the file
-name), and ":xboard" for an engine that speaks the XBoard protocol (fairymax, phalanx). A ferrolune binary
+name), and ":xboard" for an engine that speaks the XBoard protocol (fairymax, phalanx). A Windows program
+(PATH ending in .exe) runs under Wine (WINEDEBUG=-all is set). A ferrolune binary
 is recognised by its --version (older builds by their banner) and runs in a folder of its own holding a
 ferrolune.ini: HASH MB table, one thread, its own book off (the openings come from the match's book),
 tablebases only with -T. Other UCI engines get the options Hash=HASH and Threads=1.
@@ -107,16 +108,19 @@ parse_spec() {
     fi
     path=$(cd "$(dirname "$path")" && pwd)/$(basename "$path")
     [ -n "$name" ] || name=$(basename "$path")
+    runner=""
+    case $path in *.exe) runner=wine ;; esac
 }
 
 is_ferrolune() {
-    timeout 5 "$1" --version </dev/null 2>/dev/null | grep -q '^ferrolune' 
+    timeout 20 $runner "$1" --version </dev/null 2>/dev/null | grep -q '^ferrolune'
 }
 
 # Prints the cutechess-cli options of one engine; a ferrolune engine gets its folder and settings file.
 engine_args() {
     local index=$1
     local args=(-engine "name=$name" "cmd=$path" "proto=$proto")
+    [ -n "$runner" ] && args=(-engine "name=$name" "cmd=$runner" "arg=$path" "proto=$proto")
     if [ "$proto" = uci ] && is_ferrolune "$path"; then
         local dir="$work/engine$index"
         mkdir -p "$dir"
@@ -135,8 +139,8 @@ engine_args() {
     printf '%s\n' "${args[@]}"
 }
 
-parse_spec "$spec1"; name1=$name; path1=$path; proto1=$proto
-parse_spec "$spec2"; name2=$name; path2=$path; proto2=$proto
+parse_spec "$spec1"; name1=$name; path1=$path; proto1=$proto; runner1=$runner
+parse_spec "$spec2"; name2=$name; path2=$path; proto2=$proto; runner2=$runner
 if [ "$name1" = "$name2" ]; then
     name1=$(basename "$(dirname "$path1")")/$name1
     name2=$(basename "$(dirname "$path2")")/$name2
@@ -144,9 +148,9 @@ if [ "$name1" = "$name2" ]; then
 fi
 
 cmd=("$cutechess")
-name=$name1; path=$path1; proto=$proto1
+name=$name1; path=$path1; proto=$proto1; runner=$runner1
 mapfile -t e1 < <(engine_args 1); cmd+=("${e1[@]}" "${extra1[@]}")
-name=$name2; path=$path2; proto=$proto2
+name=$name2; path=$path2; proto=$proto2; runner=$runner2
 mapfile -t e2 < <(engine_args 2); cmd+=("${e2[@]}" "${extra2[@]}")
 # cutechess-cli takes one -each only.
 each=("tc=$tc")
@@ -160,6 +164,7 @@ cmd+=(-pgnout "$pgn" -ratinginterval 10)
 cmd+=("$@")
 
 echo "${cmd[*]}"
+export WINEDEBUG=-all
 "${cmd[@]}" 2>&1 | awk '
     /Illegal PV move/ { pv++; shown = 1; next }
     shown && /^Warning: PV: / { shown = 0; next }

@@ -1,27 +1,20 @@
 #include "frontend/input.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <mutex>
 
+#include "platform/input.h"
+
 namespace {
 
-class DescriptorInput : public InputSource {
+// A read error ends the input as the end of file would.
+class StandardInput : public InputSource {
 public:
-    size_t Read(char* buffer, size_t size) override {
-        for (;;) {
-            ssize_t n = ::read(0, buffer, size);
-            if (n >= 0) return size_t(n);
-            // A read error ends the input as the end of file would.
-            if (errno != EINTR) return 0;
-        }
-    }
+    size_t Read(char* buffer, size_t size) override { return ReadStandardInput(buffer, size); }
 };
 
-DescriptorInput standardInput;
+StandardInput standardInput;
 
 // The main thread and the ponder monitor take turns at reading; the mutex orders their use of the buffer.
 std::mutex readerMutex;

@@ -14,7 +14,8 @@
 namespace {
 
 const char* const RULE = "-------------------------------------------------------------------------------";
-const char* const VERSION = "1.0";
+// From the build: the project version, so the archives and the program agree.
+const char* const VERSION = FERROLUNE_VERSION;
 
 const char* const USAGE =
     "Usage:\n"

@@ -30,7 +30,7 @@ fs::path WriteBook(const std::string& name, const std::vector<BookEntry>& entrie
 
 std::string ListOutput(const fs::path& book, const char* fen, int* result = nullptr) {
     return Printed([&] {
-        const int r = BookList(book.c_str(), fen);
+        const int r = BookList(book.string().c_str(), fen);
         if (result) *result = r;
     });
 }
@@ -116,7 +116,7 @@ TEST(BookLookup, SearchEdgesAndEntryLimit) {
     EXPECT_EQ(result, 1);
     char move[6] = "";
     testing::internal::CaptureStdout();
-    EXPECT_EQ(BookPick(overfull.c_str(), move, START), 1);
+    EXPECT_EQ(BookPick(overfull.string().c_str(), move, START), 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "#DEBUG: Too many moves in this position (max=100)\n");
 }
 
@@ -128,13 +128,13 @@ TEST(BookPick, FirstEntryOrAnEntryOfTheKey) {
     char move[6] = "";
     settings.randomBook = 0;
     testing::internal::CaptureStdout();
-    EXPECT_EQ(BookPick(book.c_str(), move, START), 0);
+    EXPECT_EQ(BookPick(book.string().c_str(), move, START), 0);
     EXPECT_STREQ(move, "e2e4");
 
     // Weights play no part in the random choice; every entry of the key can come out, no other.
     settings.randomBook = 1;
     for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(BookPick(book.c_str(), move, START), 0);
+        EXPECT_EQ(BookPick(book.string().c_str(), move, START), 0);
         EXPECT_TRUE(std::string(move) == "e2e4" || std::string(move) == "e1g1" || std::string(move) == "c2c4")
             << move;
     }
@@ -150,7 +150,7 @@ TEST(BookLookup, ShortAndMissingFiles) {
     EXPECT_EQ(result, 1);
     char move[6] = "";
     testing::internal::CaptureStdout();
-    EXPECT_EQ(BookPick(empty.c_str(), move, START), 1);
+    EXPECT_EQ(BookPick(empty.string().c_str(), move, START), 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 
     // The system's report on standard error, nothing on standard output.

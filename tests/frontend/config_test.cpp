@@ -11,7 +11,7 @@ namespace {
 std::string Load(const char* text) {
     ScratchDir dir("settings");
     if (text) dir.Write("ferrolune.ini", text);
-    return Printed([&] { LoadSettings((dir.path / "ferrolune.ini").c_str()); });
+    return Printed([&] { LoadSettings((dir.path / "ferrolune.ini").string().c_str()); });
 }
 
 // Every setting on one line: depth threads post hash(MB/entries) pawn(MB/entries) book use rand syzygy

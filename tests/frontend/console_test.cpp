@@ -57,6 +57,10 @@ TEST(ConsoleTranscript, HelpUnknownAndQuit) {
         EXPECT_EQ(run.status, 0) << quit;
         EXPECT_EQ(run.out, PROMPT + "Turn: WHITE\n" + PROMPT) << quit;
     }
+    // Lines that end in CR LF, as a Windows console or interface sends them, are the same commands.
+    run = RunEngine("console\r\nhelp\r\nbb\r\n\r\nturn\r\nquit\r\n");
+    EXPECT_EQ(run.out, RunEngine("console\nhelp\nbb\n\nturn\nquit\n").out);
+    EXPECT_NE(run.out.find(PROMPT + Unknown("bb") + PROMPT + Unknown("") + PROMPT + "Turn: WHITE\n"), std::string::npos);
 }
 
 TEST(ConsoleTranscript, NumberCommandsAndTheirErrors) {

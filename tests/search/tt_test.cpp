@@ -269,7 +269,7 @@ TEST(TranspositionTableDump, WritesEveryAddressableRecord) {
     mainContext.current->side = 1;
     const uint64_t data = 2 | 3 << 6 | 3 << 8 | uint64_t(uint16_t(-7)) << 16 | uint64_t(MakeMoveCode(1, 12, 28)) << 32;
     EXPECT_EQ(dump(), "Tot: 4\nKey;Score;Depth;Age;Best;Flags;\n0;0;0;0;a8a8;0;\n0;0;0;0;a8a8;0;\n" +
-                          std::to_string(data ^ 2) + ";-7;2;3;e7e5;3;\n0;0;0;0;a8a8;0;\n");
+                          std::to_string(data ^ 2) + ";-7;2;3;e7e5;3;\n0;0;0;0;a8a8;0;\n");    std::filesystem::current_path(dir.path.parent_path());  // Windows removes no working directory
 }
 
 }  // namespace
