@@ -9,23 +9,20 @@
 
 namespace {
 
-class DescriptorInput : public InputSource {
-public:
-    size_t Read(char* buffer, size_t size) override {
-        for (;;) {
-            ssize_t n = ::read(0, buffer, size);
-            if (n >= 0) return size_t(n);
-            // A read error ends the input as the end of file would.
-            if (errno != EINTR) return 0;
-        }
+// Standard input's descriptor, the source when none is set. A plain function rather than an InputSource
+// object: a global object with a virtual destructor would need code run before main.
+size_t ReadDescriptor(char* buffer, size_t size) {
+    for (;;) {
+        ssize_t n = ::read(0, buffer, size);
+        if (n >= 0) return size_t(n);
+        // A read error ends the input as the end of file would.
+        if (errno != EINTR) return 0;
     }
-};
-
-DescriptorInput standardInput;
+}
 
 // The main thread and the ponder monitor take turns at reading; the mutex orders their use of the buffer.
 std::mutex readerMutex;
-InputSource* source = &standardInput;
+InputSource* source = nullptr;  // standard input
 char readAhead[4096];
 size_t readStart = 0, readEnd = 0;
 
@@ -33,7 +30,7 @@ size_t readStart = 0, readEnd = 0;
 bool Fill() {
     if (readStart < readEnd) return true;
     readStart = 0;
-    readEnd = source->Read(readAhead, sizeof readAhead);
+    readEnd = source ? source->Read(readAhead, sizeof readAhead) : ReadDescriptor(readAhead, sizeof readAhead);
     return readEnd > 0;
 }
 
@@ -48,7 +45,7 @@ size_t MemoryInput::Read(char* buffer, size_t size) {
 
 void SetInputSource(InputSource* replacement) {
     std::lock_guard<std::mutex> lock(readerMutex);
-    source = replacement ? replacement : &standardInput;
+    source = replacement;
     readStart = readEnd = 0;
 }
 

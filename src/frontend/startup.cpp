@@ -58,6 +58,10 @@ int RunEngine(int argc, char** argv) {
     }
     if (argc > 1 && std::strcmp(argv[1], "--version") == 0) {
         std::printf("ferrolune %s\n", VERSION);
+#ifdef FERROLUNE_CPU_LEVEL
+        // A portable x86-64 build names the level of the code running; a build for this machine names none.
+        std::printf("%s\n", FERROLUNE_CPU_LEVEL);
+#endif
         return 0;
     }
     // Anything else would otherwise start an engine that waits for input the caller never meant to send.

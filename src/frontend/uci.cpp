@@ -54,12 +54,18 @@ void CleanLine(std::string& line) {
 // The main thread waits for the monitor to end before it goes on after a ponder or infinite search, so
 // that everything the monitor did (the time allocation on "ponderhit" among it) comes before what follows.
 std::mutex monitorMutex;
-std::condition_variable monitorEnded;
 bool monitorRunning = false;
+
+// Made on first use: a condition variable cannot be initialised as a constant, and no code of the engine may
+// run before main (the portable executable chooses its code there).
+std::condition_variable& MonitorEnded() {
+    static std::condition_variable ended;
+    return ended;
+}
 
 void WaitForMonitor() {
     std::unique_lock<std::mutex> lock(monitorMutex);
-    monitorEnded.wait(lock, [] { return !monitorRunning; });
+    MonitorEnded().wait(lock, [] { return !monitorRunning; });
 }
 
 // Reads input until "ponderhit", "stop", a line beginning with "q" or the end of input, and acts on it.
@@ -256,7 +262,7 @@ void tPonderUCIMonitor() {
     MonitorInput();
     std::lock_guard<std::mutex> lock(monitorMutex);
     monitorRunning = false;
-    monitorEnded.notify_all();
+    MonitorEnded().notify_all();
 }
 
 int UciLoop() {

@@ -10,7 +10,7 @@
 #include "search/iterate.h"
 #include "search/ordering.h"
 
-SearchThread threadContexts[MAX_THREADS];
+constinit SearchThread threadContexts[MAX_THREADS]{};
 
 std::mutex resultMutex;
 uint8_t winnerThread;
@@ -51,7 +51,7 @@ uint64_t RunIteration(SearchThread& main) {
     int started = 0;
     for (int i = 1; i <= count; ++i) {
         try {
-            threadContexts[i - 1].threadHandle = std::thread(tSearch, &threadContexts[i - 1]);
+            threadContexts[i - 1].threadHandle = new std::thread(tSearch, &threadContexts[i - 1]);
         } catch (const std::system_error&) {
             std::printf("#DEBUG: search thread %d could not be created\n", i);
             std::fflush(stdout);
@@ -64,7 +64,9 @@ uint64_t RunIteration(SearchThread& main) {
         threadContexts[0].threadResult = &threadResults[0];
     }
     for (int i = 1; i <= started; ++i) {
-        threadContexts[i - 1].threadHandle.join();
+        threadContexts[i - 1].threadHandle->join();
+        delete threadContexts[i - 1].threadHandle;
+        threadContexts[i - 1].threadHandle = nullptr;
         threadContexts[i - 1].threadResult = &threadResults[i - 1];
     }
 

@@ -195,13 +195,6 @@ Bucket BucketAt(TranspositionTable& tt, uint64_t index) {
 
 }  // namespace
 
-uint64_t HashEntriesForMB(int megabytes) {
-    uint64_t bytes = megabytes < 4 ? uint64_t(1) << 24 : uint64_t(megabytes) << 20;
-    uint64_t power = 1;
-    while (power <= bytes) power <<= 1;
-    return power / 32;
-}
-
 void AllocateHashTable(uint64_t entries, int megabytes) {
     TranspositionTable& tt = transpositionTable;
     ReleaseTable(tt.records, tt.mappedBytes);

@@ -15,11 +15,13 @@
 
 char wdlDirectory[128];
 char dtzDirectory[128];
-TableEntry pieceTables[TBMAX_PIECE];
+// Value-initialised: with their atomic members left to default initialisation these tables would be set up by
+// code run before main.
+constinit TableEntry pieceTables[TBMAX_PIECE]{};
 int pieceTableCount;
-TableEntry pawnTables[TBMAX_PAWN];
+constinit TableEntry pawnTables[TBMAX_PAWN]{};
 int pawnTableCount;
-TableHashSlot tableHash[1024][HSHMAX];
+constinit TableHashSlot tableHash[1024][HSHMAX]{};
 DtzCacheSlot dtzCache[DTZ_CACHE_SIZE];
 
 namespace {
