@@ -69,7 +69,25 @@ foreach(object IN LISTS objects)
   set(output ${OUT_DIR}/${CMAKE_MATCH_1})
   get_filename_component(output_dir ${output} DIRECTORY)
   file(MAKE_DIRECTORY ${output_dir})
-  execute_process(COMMAND ${OBJCOPY} --redefine-syms=${map_file} ${object} ${output} RESULT_VARIABLE failed)
+  # PE-COFF keys a COMDAT section that has no symbol of its own, such as the unwind data .xdata$NAME and
+  # .pdata$NAME of an inline function, by its section name: those names get the suffix too, or the linker
+  # would keep one copy's unwind data for all.
+  set(section_renames)
+  execute_process(COMMAND ${OBJDUMP} -h ${object} OUTPUT_VARIABLE sections RESULT_VARIABLE failed)
+  if(failed)
+    message(FATAL_ERROR "RenameLevelSymbols: ${OBJDUMP} failed on ${object}")
+  endif()
+  if(sections MATCHES "file format pe-")
+    string(REGEX MATCHALL "[ \t][0-9]+ [^ \t\n]+\\$[^ \t\n]+ [^\n]*\n[^\n]*LINK_ONCE" comdats "${sections}")
+    foreach(comdat IN LISTS comdats)
+      string(REGEX MATCH "^[ \t][0-9]+ ([^ \t\n]+)" _ "${comdat}")
+      # The section's own symbol, which carries its COMDAT selection, keeps the section's name.
+      list(APPEND section_renames --rename-section "${CMAKE_MATCH_1}=${CMAKE_MATCH_1}${SUFFIX}"
+                                  --redefine-sym "${CMAKE_MATCH_1}=${CMAKE_MATCH_1}${SUFFIX}")
+    endforeach()
+  endif()
+  execute_process(COMMAND ${OBJCOPY} --redefine-syms=${map_file} ${section_renames} ${object} ${output}
+                  RESULT_VARIABLE failed)
   if(failed)
     message(FATAL_ERROR "RenameLevelSymbols: ${OBJCOPY} failed on ${object}")
   endif()
