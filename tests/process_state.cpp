@@ -44,8 +44,8 @@ class ProcessStateGuard : public testing::EmptyTestEventListener {
         SetInputSource(nullptr);
         std::filesystem::current_path(directory_);
         // No tables from a directory an earlier test has removed, nor from the caller's environment.
-        unsetenv("RTBWDIR");
-        unsetenv("RTBZDIR");
+        UnsetEnv("RTBWDIR");
+        UnsetEnv("RTBZDIR");
         testing::internal::CaptureStdout();
         if (pieceTableCount + pawnTableCount > 0 || wdlDirectory[0]) InitTablebases("", "");
         if (transpositionTable.entries != HashEntriesForMB(16)) AllocateHashTable(HashEntriesForMB(16), 16);

@@ -2,8 +2,13 @@
 #pragma once
 
 #include <gtest/gtest.h>
+
+#ifdef _WIN32
+#include <process.h>
+#else
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <algorithm>
 #include <cstdint>
@@ -28,10 +33,39 @@ namespace fs = std::filesystem;
 
 inline const char* const START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 
+// Made absolute as the program starts, before any test changes the working directory: on Windows a path
+// of the build machine such as /work/shared names a folder on the drive that is current then.
+inline fs::path StartPath(const fs::path& path) { return fs::absolute(path).make_preferred(); }
+
 // FERROLUNE_SHARED overrides the default: the "shared" folder beside the source tree.
-inline fs::path SharedDir() {
-    if (const char* env = std::getenv("FERROLUNE_SHARED")) return env;
-    return fs::path(FERROLUNE_SOURCE_DIR) / ".." / "shared";
+inline const fs::path SHARED_DIR =
+    StartPath(std::getenv("FERROLUNE_SHARED") ? fs::path(std::getenv("FERROLUNE_SHARED"))
+                                              : fs::path(FERROLUNE_SOURCE_DIR) / ".." / "shared");
+inline fs::path SharedDir() { return SHARED_DIR; }
+inline const fs::path ENGINE_BINARY = StartPath(FERROLUNE_BINARY);
+
+inline int ProcessId() {
+#ifdef _WIN32
+    return _getpid();
+#else
+    return int(::getpid());
+#endif
+}
+
+inline void SetEnv(const char* name, const std::string& value) {
+#ifdef _WIN32
+    _putenv_s(name, value.c_str());
+#else
+    setenv(name, value.c_str(), 1);
+#endif
+}
+
+inline void UnsetEnv(const char* name) {
+#ifdef _WIN32
+    _putenv_s(name, "");  // an empty value removes the variable
+#else
+    unsetenv(name);
+#endif
 }
 
 // Skips the calling test with a clear message when a shared file is absent.
@@ -52,11 +86,14 @@ inline std::string LoadTables(const std::string& directory) {
     return Printed([&] { InitTablebases(directory.c_str(), directory.c_str()); });
 }
 
+// A text file with its line ends as LF: programs write CR LF on Windows.
 inline std::string ReadFile(const fs::path& path) {
     std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+    std::stringstream stream;
+    stream << in.rdbuf();
+    std::string text = stream.str();
+    for (size_t at = 0; (at = text.find("\r\n", at)) != std::string::npos;) text.erase(at, 1);
+    return text;
 }
 
 // A fresh game on the context's stack (the main context's by default) set to fen and then moves; the
@@ -112,7 +149,7 @@ inline std::vector<MovegenRecord> ReadMovegenRecords(const fs::path& file) {
 // A fresh directory under the system's temporary folder, removed again at the end of its scope (by the
 // process that made it, not by the child of a death test).
 struct ScratchDir {
-    pid_t owner = ::getpid();
+    int owner = ProcessId();
     fs::path path;
     explicit ScratchDir(const std::string& name)
         : path(fs::temp_directory_path() / ("ferrolune_" + name + "_" + std::to_string(owner))) {
@@ -120,7 +157,7 @@ struct ScratchDir {
         fs::create_directories(path);
     }
     ~ScratchDir() {
-        if (::getpid() == owner) fs::remove_all(path);
+        if (ProcessId() == owner) fs::remove_all(path);
     }
     fs::path Write(const std::string& name, const std::string& text) const {
         std::ofstream(path / name, std::ios::binary) << text;
@@ -143,15 +180,40 @@ struct EngineRun {
     int status = -1;  // exit status, or -1 when the process did not exit normally
 };
 
+// The exit status in what std::system or pclose returned, -1 when the program did not exit normally.
+inline int ExitStatus(int raw) {
+#ifdef _WIN32
+    return raw;
+#else
+    return raw != -1 && WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+#endif
+}
+
+// A shell line that runs the engine in dir with args, then the redirections. args quote with ' as a POSIX
+// shell does; Windows' shell takes " instead.
+inline std::string EngineCommand(const fs::path& dir, std::string args, const std::string& redirections) {
+#ifdef _WIN32
+    std::replace(args.begin(), args.end(), '\'', '"');
+    return "cd /d \"" + StartPath(dir).string() + "\" && \"" + ENGINE_BINARY.string() + "\" " + args + " " +
+           redirections;
+#else
+    return "cd '" + dir.string() + "' && exec '" + ENGINE_BINARY.string() + "' " + args + " " + redirections;
+#endif
+}
+
+#ifdef _WIN32
+inline const char* const NULL_DEVICE = "NUL";
+#else
+inline const char* const NULL_DEVICE = "/dev/null";
+#endif
+
 // Runs the built engine as a user would, in dir (where its settings file is looked for): scripted standard
 // input, captured output.
 inline EngineRun RunEngine(const std::string& input, const fs::path& dir, const std::string& args = "") {
     std::ofstream(dir / "stdin.txt", std::ios::binary) << input;
-    const std::string cmd = "cd '" + dir.string() + "' && '" FERROLUNE_BINARY "' " + args +
-                            " < stdin.txt > stdout.txt 2> stderr.txt";
-    const int raw = std::system(cmd.c_str());
+    const std::string cmd = EngineCommand(dir, args, "< stdin.txt > stdout.txt 2> stderr.txt");
     EngineRun run;
-    if (raw != -1 && WIFEXITED(raw)) run.status = WEXITSTATUS(raw);
+    run.status = ExitStatus(std::system(cmd.c_str()));
     run.out = ReadFile(dir / "stdout.txt");
     run.err = ReadFile(dir / "stderr.txt");
     return run;

@@ -316,6 +316,8 @@ bool ReadCommand(char (&line)[LINE_BUFFER], bool& overlong) {
     if (length == 0) return false;
     if (line[length - 1] == '\n') {
         line[length - 1] = '\0';
+        // Lines typed at a Windows console, or sent by a Windows interface, end in CR LF.
+        if (length >= 2 && line[length - 2] == '\r') line[length - 2] = '\0';
     } else if (length == LINE_BUFFER - 1) {
         // A full buffer is a whole line only when the input ends right after it.
         char rest[LINE_BUFFER];

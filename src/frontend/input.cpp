@@ -1,28 +1,18 @@
 #include "frontend/input.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <mutex>
 
-namespace {
+#include "platform/input.h"
 
-// Standard input's descriptor, the source when none is set. A plain function rather than an InputSource
-// object: a global object with a virtual destructor would need code run before main.
-size_t ReadDescriptor(char* buffer, size_t size) {
-    for (;;) {
-        ssize_t n = ::read(0, buffer, size);
-        if (n >= 0) return size_t(n);
-        // A read error ends the input as the end of file would.
-        if (errno != EINTR) return 0;
-    }
-}
+namespace {
 
 // The main thread and the ponder monitor take turns at reading; the mutex orders their use of the buffer.
 std::mutex readerMutex;
-InputSource* source = nullptr;  // standard input
+// Null: standard input, read through the platform layer. No InputSource object stands for it: that would be
+// a global with a virtual destructor, which needs code run before main.
+InputSource* source = nullptr;
 char readAhead[4096];
 size_t readStart = 0, readEnd = 0;
 
@@ -30,7 +20,7 @@ size_t readStart = 0, readEnd = 0;
 bool Fill() {
     if (readStart < readEnd) return true;
     readStart = 0;
-    readEnd = source ? source->Read(readAhead, sizeof readAhead) : ReadDescriptor(readAhead, sizeof readAhead);
+    readEnd = source ? source->Read(readAhead, sizeof readAhead) : ReadStandardInput(readAhead, sizeof readAhead);
     return readEnd > 0;
 }
 

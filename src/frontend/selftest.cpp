@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <utility>
 
 #include "board/fen.h"
@@ -13,6 +12,8 @@
 #include "board/movegen.h"
 #include "board/perft.h"
 #include "board/see.h"
+#include "platform/clock.h"
+#include "platform/console.h"
 #include "search/search.h"
 #include "tablebases/tbprobe.h"
 
@@ -66,12 +67,6 @@ Move BestCapture(const Position& pos) {
     }
     return 0;
 }
-
-// The terminal's own clear-screen sequence: erase the display, cursor home.
-void ClearScreen() { fputs("\x1b[2J\x1b[H", stdout); }
-
-// Processor time of this process in milliseconds.
-int64_t ProcessClockMs() { return int64_t(std::clock()) * 1000 / CLOCKS_PER_SEC; }
 
 }  // namespace
 
@@ -151,7 +146,7 @@ void RunTablebaseTest() {
             fflush(stdout);
             std::exit(1);
         }
-        ClearScreen();
+        ClearConsole();
         printf("%s\n", path);
         fflush(stdout);
 
@@ -168,7 +163,7 @@ void RunTablebaseTest() {
             int expectedWdl = wdlText ? std::atoi(wdlText) : 0;
 
             if (lines % 100000 == 0) {
-                ClearScreen();
+                ClearConsole();
                 printf("%s\n", path);
                 PrintProgress(float(lines) / 2500000.0f);  // single-precision fraction, as the counters
                 printf("\n");
@@ -219,7 +214,7 @@ void RunBenchmark() {
 
     std::printf("Running benchmark. . .\n");
     std::fflush(stdout);
-    int64_t start = ProcessClockMs();
+    int64_t start = ProcessorClockMs();
 
     uint64_t total = 0;
     for (const PerftRecord& r : records) {
@@ -232,7 +227,7 @@ void RunBenchmark() {
         std::printf("Calculated value:       %" PRIu64 "\n\n", n);
     }
 
-    double elapsed = double(ProcessClockMs() - start) / 1000.0;
+    double elapsed = double(ProcessorClockMs() - start) / 1000.0;
     // A run too short for the clock to see reports no speed rather than dividing by zero.
     uint64_t rate = elapsed > 0 ? uint64_t(double(total) / elapsed) : 0;
     std::printf("\nTotal nodes:            %" PRIu64 "\n", total);

@@ -12,8 +12,13 @@ void RunExchangeTest();
 void PrintProgress(double fraction);
 
 // Where the tablebase self-test finds its nine TestCase_01.txt .. TestCase_09.txt files and appends
-// ErrorDTZ.txt, ErrorWDL.txt and BadFEN.txt, relative to the working directory.
+// ErrorDTZ.txt, ErrorWDL.txt and BadFEN.txt: on Windows the engine's own fixed folder on drive D:, elsewhere
+// the folder TestSyzygy of the working directory.
+#ifdef _WIN32
+constexpr const char* TABLEBASE_TEST_DIRECTORY = "D:/Release Under Test/TestSyzygy";
+#else
 constexpr const char* TABLEBASE_TEST_DIRECTORY = "TestSyzygy";
+#endif
 
 // "syzygy": compares WDL and DTZ probes of every reference position with the expected values; ends the
 // process with "File not found" when a file cannot be opened.

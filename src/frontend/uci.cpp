@@ -1,7 +1,6 @@
 #include "frontend/uci.h"
 
 #include <algorithm>
-#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +20,7 @@
 #include "frontend/config.h"
 #include "frontend/gameend.h"
 #include "frontend/input.h"
+#include "platform/clock.h"
 #include "search/iterate.h"
 #include "search/search.h"
 #include "search/threads.h"
@@ -92,7 +92,7 @@ void MonitorInput() {
             do {
                 searchStop = 1;
                 iterationAbort = 1;
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                SleepMs(1);
             } while (searchRunning);
             return;
         }
@@ -161,7 +161,7 @@ void GoCommand(const std::string& line) {
     }
 
     std::printf("#DEBUG: start Delay\n");
-    while (pondering) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    while (pondering) SleepMs(100);
     std::printf("#DEBUG: end Delay\n");
     WaitForMonitor();
 

@@ -1,14 +1,12 @@
 #include "search/timeman.h"
 
-#include <sys/time.h>
-
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <system_error>
 #include <thread>
 
+#include "platform/clock.h"
 #include "search/search.h"
 
 TimeControl timeControl;
@@ -25,9 +23,7 @@ bool TimerCurrent(const TimeControl& tc, uint32_t generation) {
 }  // namespace
 
 int32_t ClockMs() {
-    timeval tv;
-    gettimeofday(&tv, nullptr);
-    return int32_t(uint32_t(uint64_t(tv.tv_sec) * 1000 + uint64_t(tv.tv_usec) / 1000));
+    return int32_t(uint32_t(uint64_t(WallClockMs())));
 }
 
 int AllocateTime(TimeControl& tc, int moveNumber) {
@@ -79,7 +75,7 @@ int AllocateTime(TimeControl& tc, int moveNumber) {
 
 void tTimer(TimeControl tc, uint32_t generation) {
     while (!searchStop && TimerCurrent(tc, generation)) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        SleepMs(1);
         int32_t centiseconds = int32_t(uint32_t(ClockMs()) - uint32_t(tc.startTime)) / 10;
         if ((centiseconds > tc.moveTimeLimit || centiseconds > tc.allocated) && TimerCurrent(tc, generation)) {
             searchStop = 1;

@@ -1,9 +1,5 @@
 #include "search/tt.h"
 
-#include <pthread.h>
-#include <sys/mman.h>
-#include <sys/sysinfo.h>
-
 #include <algorithm>
 #include <span>
 
@@ -14,6 +10,7 @@
 #include <cstring>
 
 #include "board/fen.h"
+#include "platform/memory.h"
 #include "search/search.h"
 
 uint8_t hashAge = 0;
@@ -52,10 +49,8 @@ uint32_t NextGeneration(bool& wrapped) {
 
 // A table the machine cannot hold in memory and swap would fail at some later page of a search instead.
 bool MachineCanBack(std::size_t bytes) {
-    struct sysinfo info;
-    if (sysinfo(&info) != 0) return true;
-    const unsigned __int128 total = (unsigned __int128)(info.totalram + info.totalswap) * info.mem_unit;
-    return bytes <= total;
+    const uint64_t total = MemoryAndSwapBytes();
+    return total == 0 || bytes <= total;
 }
 
 // Tables up to this size keep their lines in place; larger ones pool them.
@@ -64,52 +59,14 @@ constexpr std::size_t HUGE_PAGE_BYTES = std::size_t(2) << 20;
 
 // Zeroed pages that nothing has touched yet, or nullptr. The mapping is on 2 MB pages where the system
 // offers them: each probe then finds its page in the processor's address cache, which 4 KB pages of more
-// than a few MB overflow. Huge pages need an aligned start, so the mapping is made that much larger and
-// trimmed to the aligned part.
+// than a few MB overflow.
 void* MapTable(std::size_t bytes) {
     if (!MachineCanBack(bytes)) return nullptr;
-    const std::size_t span = RoundUp(bytes, 4096);  // munmap takes whole pages
-    void* mapped = mmap(nullptr, span + HUGE_PAGE_BYTES, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapped == MAP_FAILED) return nullptr;
-    char* memory = static_cast<char*>(mapped);
-    const uintptr_t at = reinterpret_cast<uintptr_t>(mapped);
-    const std::size_t head = RoundUp(at, HUGE_PAGE_BYTES) - at;
-    memory += head;
-    if (head) munmap(mapped, head);
-    if (HUGE_PAGE_BYTES - head) munmap(memory + span, HUGE_PAGE_BYTES - head);
-    madvise(memory, bytes, MADV_HUGEPAGE);
-    return memory;
+    return MapZeroedMemory(bytes);
 }
 
-struct Mapping {
-    void* memory;
-    std::size_t bytes;
-};
-
-void* tUnmap(void* arg) {
-    Mapping* mapping = static_cast<Mapping*>(arg);
-    munmap(mapping->memory, mapping->bytes);
-    free(mapping);
-    return nullptr;
-}
-
-// Handing gigabytes of touched pages back to the system takes seconds, so a table is released by a
-// thread of its own and the front end can answer at once.
-void ReleaseTable(void* memory, std::size_t bytes) {
-    if (!memory) return;
-    Mapping* mapping = static_cast<Mapping*>(malloc(sizeof(Mapping)));
-    pthread_attr_t attributes;
-    if (mapping && pthread_attr_init(&attributes) == 0) {
-        *mapping = {memory, bytes};
-        pthread_t thread;
-        const bool started = pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED) == 0 &&
-                             pthread_create(&thread, &attributes, tUnmap, mapping) == 0;
-        pthread_attr_destroy(&attributes);
-        if (started) return;
-    }
-    free(mapping);
-    munmap(memory, bytes);
-}
+// Handing gigabytes of touched pages back to the system takes seconds, so the front end does not wait for it.
+void ReleaseTable(void* memory, std::size_t bytes) { UnmapMemory(memory, bytes); }
 
 uint8_t LoadEpoch(uint8_t& tag) { return std::atomic_ref<uint8_t>(tag).load(std::memory_order_acquire); }
 void StoreEpoch(uint8_t& tag, uint8_t value) { std::atomic_ref<uint8_t>(tag).store(value, std::memory_order_release); }
@@ -250,7 +207,7 @@ void ClearHashTable() {
         bool wrapped;
         tt.generation = NextGeneration(wrapped);
         // Four billion clears on, owners from the first generations could look current again.
-        if (wrapped) madvise(tt.slotOwners, tt.slotCapacity * sizeof(uint64_t), MADV_DONTNEED);
+        if (wrapped) memset(tt.slotOwners, 0, tt.slotCapacity * sizeof(uint64_t));
         return;
     }
     // Epochs run 1..255. A line last stamped with epoch e would come back to life when the epoch returns

@@ -1,16 +1,12 @@
 #include "tablebases/tbregistry.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <utility>
 
+#include "platform/mappedfile.h"
 #include "tablebases/tbdecode.h"
 
 char wdlDirectory[128];
@@ -185,28 +181,20 @@ uint64_t MaterialKeyOfName(const char* name, int mirror) {
 }
 
 const uint8_t* MapTableFile(const char* path, uint64_t& size) {
-    int fd = open(path, O_RDONLY);
-    if (fd < 0) {
-        printf("Could not open %s for reading.\n", path);
-        fflush(stdout);
-        std::exit(1);
+    const uint8_t* data = nullptr;
+    switch (MapFileReadOnly(path, data, size)) {
+        case MapFileResult::Mapped: return data;
+        case MapFileResult::OpenFailed:
+            printf("Could not open %s for reading.\n", path);
+            fflush(stdout);
+            std::exit(1);
+        case MapFileResult::MappingFailed: Fatal("CreateFileMapping() failed.\n");
+        case MapFileResult::ViewFailed: Fatal("MapViewOfFile() failed.\n");
     }
-    struct stat st;
-    if (fstat(fd, &st) != 0) Fatal("CreateFileMapping() failed.\n");
-    size = uint64_t(st.st_size);
-    if (size == 0) {
-        close(fd);
-        return nullptr;
-    }
-    void* view = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, 0);
-    if (view == MAP_FAILED) Fatal("MapViewOfFile() failed.\n");
-    close(fd);
-    return static_cast<const uint8_t*>(view);
+    return nullptr;
 }
 
-void UnmapTableFile(const uint8_t* data, uint64_t size) {
-    if (data && size) munmap(const_cast<uint8_t*>(data), size);
-}
+void UnmapTableFile(const uint8_t* data, uint64_t size) { UnmapFile(data, size); }
 
 void RegisterTable(const char* name) {
     char path[300];

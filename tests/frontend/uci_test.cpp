@@ -1,6 +1,5 @@
-#include <signal.h>
-
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <thread>
 
@@ -19,8 +18,10 @@ public:
     explicit UciSession(const std::string& book) : dir_("uci") {
         dir_.Write("ferrolune.ini", "[ENGINE]\nThread=1\nHashSize=16\nHashPawnSize=1\n[BOOK]\n" + book +
                                         "\n[TABLEBASE]\nSyzygy=false\n");
-        ::signal(SIGPIPE, SIG_IGN);  // an engine that dies must fail the test, not end it
-        const std::string cmd = "cd '" + dir_.path.string() + "' && exec '" FERROLUNE_BINARY "' > out.txt 2> /dev/null";
+#ifdef SIGPIPE
+        std::signal(SIGPIPE, SIG_IGN);  // an engine that dies must fail the test, not end it
+#endif
+        const std::string cmd = EngineCommand(dir_.path, "", std::string("> out.txt 2> ") + NULL_DEVICE);
         engine_ = ::popen(cmd.c_str(), "w");
     }
     ~UciSession() {
@@ -35,7 +36,7 @@ public:
     int Close() {
         const int status = ::pclose(engine_);
         engine_ = nullptr;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return ExitStatus(status);
     }
     // The next line beginning with prefix, or "" when none came within the time; all lines read are kept.
     std::string WaitFor(const std::string& prefix, int timeoutMs) {

@@ -66,19 +66,19 @@ TEST(TablebaseRegistry, EnvironmentDirectoriesReplaceTheSettings) {
     REQUIRE_SHARED_FILE(krvk, "syzygy/KRvK.rtbw");
     ScratchDir dir("env");
     dir.Copy(krvk);
-    setenv("RTBZDIR", dir.path.c_str(), 1);
-    setenv("RTBWDIR", dir.path.c_str(), 1);
+    SetEnv("RTBZDIR", dir.path.string());
+    SetEnv("RTBWDIR", dir.path.string());
     EXPECT_EQ(Printed([] { InitTablebases("/no/such/dtz", "/no/such/wdl"); }),
               "$DTZDIR loaded\n$WDLDIR loaded\nFound 1 tablebases.\n");
-    EXPECT_STREQ(wdlDirectory, dir.path.c_str());
-    EXPECT_STREQ(dtzDirectory, dir.path.c_str());
+    EXPECT_STREQ(wdlDirectory, dir.path.string().c_str());
+    EXPECT_STREQ(dtzDirectory, dir.path.string().c_str());
 
     // A variable of 100 characters does not fit and leaves the setting in force.
-    setenv("RTBWDIR", std::string(100, 'x').c_str(), 1);
-    unsetenv("RTBZDIR");
-    EXPECT_EQ(Printed([&] { InitTablebases("/no/such/dtz", dir.path.c_str()); }), "Found 1 tablebases.\n");
-    EXPECT_STREQ(wdlDirectory, dir.path.c_str());
-    unsetenv("RTBWDIR");
+    SetEnv("RTBWDIR", std::string(100, 'x'));
+    UnsetEnv("RTBZDIR");
+    EXPECT_EQ(Printed([&] { InitTablebases("/no/such/dtz", dir.path.string().c_str()); }), "Found 1 tablebases.\n");
+    EXPECT_STREQ(wdlDirectory, dir.path.string().c_str());
+    UnsetEnv("RTBWDIR");
 
     // With no directory at all the files are looked for at the root; a directory too long is refused whole.
     EXPECT_EQ(LoadTables(""), "Found 0 tablebases.\n");
