@@ -36,21 +36,29 @@ endif()
 if(FERROLUNE_CPU_DISPATCH)
   set(renamed_objects)
   set(symbol_lists)
+  # The platform layer is compiled once, for the baseline, and shared by the copies: the system calls gain
+  # nothing at a higher level, and its start-up code (Windows' timer resolution) runs before main.
+  set(level_sources ${FERROLUNE_SOURCES})
+  list(FILTER level_sources EXCLUDE REGEX "/src/platform/")
   foreach(level IN LISTS FERROLUNE_CPU_LEVELS)
     string(REPLACE "-" "_" tag ${level})
     set(copy ferrolune_core_${tag})
-    add_library(${copy} OBJECT ${FERROLUNE_SOURCES})
-    target_include_directories(${copy} PRIVATE ${CMAKE_SOURCE_DIR}/src)
+    add_library(${copy} OBJECT ${level_sources})
+    # Compiled as ferrolune_core is, whatever CMakeLists.txt gives it, but for its own level.
+    target_include_directories(${copy} PRIVATE $<TARGET_PROPERTY:ferrolune_core,INCLUDE_DIRECTORIES>)
     target_link_libraries(${copy} PRIVATE Threads::Threads)
-    target_compile_options(${copy} PRIVATE -march=${level} -mtune=generic)
-    target_compile_definitions(${copy} PRIVATE FERROLUNE_CPU_LEVEL="${level}")
+    target_compile_options(${copy} PRIVATE $<TARGET_PROPERTY:ferrolune_core,COMPILE_OPTIONS>
+                                           -march=${level} -mtune=generic)
+    target_compile_definitions(${copy} PRIVATE
+      $<FILTER:$<TARGET_PROPERTY:ferrolune_core,COMPILE_DEFINITIONS>,EXCLUDE,^FERROLUNE_CPU_LEVEL=>
+      FERROLUNE_CPU_LEVEL="${level}")
     # Symbols are renamed in machine code; an LTO object holds none.
     set_target_properties(${copy} PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
 
     # The renamed object of src/X.cpp is cpu_levels/TAG/src/X.cpp.o (.obj with MinGW): the script finds the
     # same relative path after the object library's ".dir/".
     set(outputs)
-    foreach(source IN LISTS FERROLUNE_SOURCES)
+    foreach(source IN LISTS level_sources)
       file(RELATIVE_PATH relative ${CMAKE_SOURCE_DIR} ${source})
       list(APPEND outputs ${CMAKE_BINARY_DIR}/cpu_levels/${tag}/${relative}${CMAKE_CXX_OUTPUT_EXTENSION})
     endforeach()

@@ -12,7 +12,12 @@
 
 constinit SearchThread threadContexts[MAX_THREADS]{};
 
-std::mutex resultMutex;
+// Made on first use: with MinGW-w64's threads a std::mutex is not initialised as a constant, and no code of
+// the engine may run before main (the portable executable chooses its code there).
+std::mutex& ResultMutex() {
+    static std::mutex resultMutex;
+    return resultMutex;
+}
 uint8_t winnerThread;
 uint64_t winnerResult;
 uint8_t winnerSelDepth;
@@ -83,7 +88,7 @@ void tSearch(SearchThread* thread) {
     record = SearchRoot(t, t.rootDepth, t.rootAlpha, t.rootBeta, t.rootMoves, t.rootMovesEnd, t.tbProbeLimit,
                         line);
     {
-        std::lock_guard<std::mutex> lock(resultMutex);
+        std::lock_guard<std::mutex> lock(ResultMutex());
         if (winnerThread == 0 && !iterationAbort && !searchStop) {
             // Every other thread unwinds at its next node.
             iterationAbort = 1;

@@ -22,7 +22,12 @@ DtzCacheSlot dtzCache[DTZ_CACHE_SIZE];
 
 namespace {
 
-std::mutex tablebaseLock;
+// Made on first use: with MinGW-w64's threads a std::mutex is not initialised as a constant, and no code of
+// the engine may run before main (the portable executable chooses its code there).
+std::mutex& TablebaseLock() {
+    static std::mutex tablebaseLock;
+    return tablebaseLock;
+}
 
 constexpr char PIECE_LETTERS[] = "KQRBNP";
 
@@ -345,7 +350,7 @@ TableEntry* LookupWdlEntry(const Position& pos, uint64_t key, int& success) {
     }
     TableEntry* entry = slot->entry;
     if (!entry->ready.load(std::memory_order_acquire)) {
-        std::lock_guard<std::mutex> guard(tablebaseLock);
+        std::lock_guard<std::mutex> guard(TablebaseLock());
         if (!entry->ready.load(std::memory_order_relaxed)) {
             char name[16], path[300];
             MaterialName(pos, slot->key != entry->key, name);
