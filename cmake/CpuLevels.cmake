@@ -5,8 +5,12 @@
 # .x86_64_v3), so that no function of one copy can stand in for one of another: the linker keeps one of two
 # inline functions or template instantiations of the same name, and a v3 copy chosen for the baseline would
 # crash an old CPU. Renaming (objcopy) rather than C++ namespaces, which leave the standard library's
-# templates with one name. The higher copies may not run code before main; RenameLevelSymbols.cmake refuses
-# any static initialiser in them.
+# templates with one name. What a copy does not define (the platform layer, the C and C++ runtime) it shares
+# with the others: baseline code.
+#
+# Two checks guard this: RenameLevelSymbols.cmake refuses a static initialiser in a higher copy (code of
+# that level run before main), and CheckLevelSymbols.cmake, after the link, a symbol of a higher copy that
+# the linker dropped for another copy's.
 #
 # Included by CMakeLists.txt after the ferrolune target is defined. Sets FERROLUNE_CPU_DISPATCH.
 
