@@ -24,7 +24,7 @@ const char* const USAGE =
     "  ferrolune bench [DEPTH [THREADS]]  fixed search of 14 positions (depth 8, 1 thread by default);\n"
     "                                     the node count is the search's signature\n"
     "  ferrolune --help                   this text\n"
-    "  ferrolune --version                the version\n"
+    "  ferrolune --version                the version; a portable x86-64 build names its code level below\n"
     "A plain start reads its settings from ferrolune.ini in the working directory; the other modes read none.\n";
 
 // The mode loop: only prefixes are compared, so "ucinewgame" also selects UCI and any "c..." the console.
