@@ -80,6 +80,10 @@ if(FERROLUNE_CPU_DISPATCH)
   set_source_files_properties(${renamed_objects} PROPERTIES EXTERNAL_OBJECT ON GENERATED ON)
   target_sources(ferrolune PRIVATE ${renamed_objects})
   target_compile_definitions(ferrolune PRIVATE FERROLUNE_CPU_DISPATCH)
+  if(FERROLUNE_PGO)
+    # The instrumented training build runs the baseline alone, whose main is not this one.
+    target_compile_options(ferrolune PRIVATE -fno-profile-use)
+  endif()
   add_custom_command(TARGET ferrolune POST_BUILD
     COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} -DENGINE=$<TARGET_FILE:ferrolune> "-DSYMBOL_LISTS=${symbol_lists}"
             -P ${CMAKE_CURRENT_LIST_DIR}/CheckLevelSymbols.cmake
