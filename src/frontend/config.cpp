@@ -35,29 +35,37 @@ constexpr IntegerKey FAST_OPENING{"TIME", "FastOpening", TIME_DEFAULTS.FastOpeni
 constexpr int SWITCH_DEFAULT = 1;
 
 // Each read gives the key's value in the file, or its default where there is no file (file null) or no key.
-int32_t ReadInteger(const IntegerKey& key, const char* file) {
+// Without a file the reads are constant expressions, so that the settings of a run without a file are
+// initialised as a constant rather than by code run before main.
+constexpr int32_t ReadInteger(const IntegerKey& key, const char* file) {
     const int32_t value = file ? IniGetLong(key.section, key.name, key.byDefault, file) : key.byDefault;
     return value >= key.low && value <= key.high ? value : key.fallback;
 }
-uint32_t ReadSwitch(const char* section, const char* name, const char* file) {
+constexpr uint32_t ReadSwitch(const char* section, const char* name, const char* file) {
     return uint32_t(file ? IniGetBool(section, name, SWITCH_DEFAULT, file) : SWITCH_DEFAULT);
 }
 template <int Size>
-void ReadText(const char* section, const char* name, const char* byDefault, char (&text)[Size], const char* file) {
-    if (file) IniGetString(section, name, byDefault, text, Size, file);
-    else std::snprintf(text, Size, "%s", byDefault);
+constexpr void ReadText(const char* section, const char* name, const char* byDefault, char (&text)[Size],
+                        const char* file) {
+    if (file) {
+        IniGetString(section, name, byDefault, text, Size, file);
+        return;
+    }
+    int i = 0;
+    for (; i < Size - 1 && byDefault[i]; ++i) text[i] = byDefault[i];
+    text[i] = '\0';
 }
 
 // Both tables are sized by the transposition table's rule; a pawn entry being twice a hash record, a
 // pawn table fills between once and twice its configured size.
-uint64_t EntriesForMB(int32_t mb) {
+constexpr uint64_t EntriesForMB(int32_t mb) {
     uint64_t entries = HashEntriesForMB(mb);
     assert(entries > 0 && entries <= (uint64_t(1) << 29));
     assert(entries != 0 && (entries & (entries - 1)) == 0);
     return entries;
 }
 
-EngineSettings ReadSettings(const char* file) {
+constexpr EngineSettings ReadSettings(const char* file) {
     EngineSettings s{};
     s.maxDepth = uint8_t(ReadInteger(MAX_DEPTH, file));
     s.threadCount = uint8_t(ReadInteger(THREAD, file));
@@ -79,7 +87,7 @@ EngineSettings ReadSettings(const char* file) {
 }  // namespace
 
 // What a run without a settings file has.
-EngineSettings settings = ReadSettings(nullptr);
+constinit EngineSettings settings = ReadSettings(nullptr);
 
 void LoadSettings(const char* Filename) {
     settings = ReadSettings(Filename);

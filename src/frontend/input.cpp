@@ -8,17 +8,16 @@
 
 namespace {
 
-// A read error ends the input as the end of file would.
-class StandardInput : public InputSource {
-public:
-    size_t Read(char* buffer, size_t size) override { return ReadStandardInput(buffer, size); }
-};
-
-StandardInput standardInput;
-
 // The main thread and the ponder monitor take turns at reading; the mutex orders their use of the buffer.
-std::mutex readerMutex;
-InputSource* source = &standardInput;
+// Made on first use: with MinGW-w64's threads a std::mutex is not initialised as a constant, and no code of
+// the engine may run before main (the portable executable chooses its code there).
+std::mutex& ReaderMutex() {
+    static std::mutex readerMutex;
+    return readerMutex;
+}
+// Null: standard input, read through the platform layer. No InputSource object stands for it: that would be
+// a global with a virtual destructor, which needs code run before main.
+InputSource* source = nullptr;
 char readAhead[4096];
 size_t readStart = 0, readEnd = 0;
 
@@ -26,7 +25,7 @@ size_t readStart = 0, readEnd = 0;
 bool Fill() {
     if (readStart < readEnd) return true;
     readStart = 0;
-    readEnd = source->Read(readAhead, sizeof readAhead);
+    readEnd = source ? source->Read(readAhead, sizeof readAhead) : ReadStandardInput(readAhead, sizeof readAhead);
     return readEnd > 0;
 }
 
@@ -40,13 +39,13 @@ size_t MemoryInput::Read(char* buffer, size_t size) {
 }
 
 void SetInputSource(InputSource* replacement) {
-    std::lock_guard<std::mutex> lock(readerMutex);
-    source = replacement ? replacement : &standardInput;
+    std::lock_guard<std::mutex> lock(ReaderMutex());
+    source = replacement;
     readStart = readEnd = 0;
 }
 
 size_t ReadInputLine(char (&buf)[LINE_BUFFER]) {
-    std::lock_guard<std::mutex> lock(readerMutex);
+    std::lock_guard<std::mutex> lock(ReaderMutex());
     size_t length = 0;
     while (length < LINE_BUFFER - 1 && Fill()) {
         const char* begin = readAhead + readStart;
@@ -62,7 +61,7 @@ size_t ReadInputLine(char (&buf)[LINE_BUFFER]) {
 }
 
 bool ReadLongLine(std::string& line, size_t maxLength) {
-    std::lock_guard<std::mutex> lock(readerMutex);
+    std::lock_guard<std::mutex> lock(ReaderMutex());
     line.clear();
     bool any = false;
     while (Fill()) {

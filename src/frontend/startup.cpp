@@ -25,7 +25,7 @@ const char* const USAGE =
     "  ferrolune bench [DEPTH [THREADS]]  fixed search of 14 positions (depth 8, 1 thread by default);\n"
     "                                     the node count is the search's signature\n"
     "  ferrolune --help                   this text\n"
-    "  ferrolune --version                the version\n"
+    "  ferrolune --version                the version; a portable x86-64 build names its code level below\n"
     "A plain start reads its settings from ferrolune.ini in the working directory; the other modes read none.\n";
 
 // The mode loop: only prefixes are compared, so "ucinewgame" also selects UCI and any "c..." the console.
@@ -59,6 +59,10 @@ int RunEngine(int argc, char** argv) {
     }
     if (argc > 1 && std::strcmp(argv[1], "--version") == 0) {
         std::printf("ferrolune %s\n", VERSION);
+#ifdef FERROLUNE_CPU_LEVEL
+        // A portable x86-64 build names the level of the code running; a build for this machine names none.
+        std::printf("%s\n", FERROLUNE_CPU_LEVEL);
+#endif
         return 0;
     }
     // Anything else would otherwise start an engine that waits for input the caller never meant to send.

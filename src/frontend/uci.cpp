@@ -53,13 +53,22 @@ void CleanLine(std::string& line) {
 
 // The main thread waits for the monitor to end before it goes on after a ponder or infinite search, so
 // that everything the monitor did (the time allocation on "ponderhit" among it) comes before what follows.
-std::mutex monitorMutex;
-std::condition_variable monitorEnded;
 bool monitorRunning = false;
 
+// Made on first use: a condition variable, and with MinGW-w64's threads a mutex, cannot be initialised as a
+// constant, and no code of the engine may run before main (the portable executable chooses its code there).
+struct MonitorSync {
+    std::mutex mutex;
+    std::condition_variable ended;
+};
+MonitorSync& Monitor() {
+    static MonitorSync sync;
+    return sync;
+}
+
 void WaitForMonitor() {
-    std::unique_lock<std::mutex> lock(monitorMutex);
-    monitorEnded.wait(lock, [] { return !monitorRunning; });
+    std::unique_lock<std::mutex> lock(Monitor().mutex);
+    Monitor().ended.wait(lock, [] { return !monitorRunning; });
 }
 
 // Reads input until "ponderhit", "stop", a line beginning with "q" or the end of input, and acts on it.
@@ -240,7 +249,7 @@ int SetUciPosition(const char* line) {
 void StartPonderMonitor(uint32_t mode) {
     if (mode != MODE_UCI) return;
     {
-        std::lock_guard<std::mutex> lock(monitorMutex);
+        std::lock_guard<std::mutex> lock(Monitor().mutex);
         monitorRunning = true;
     }
     try {
@@ -254,9 +263,9 @@ void StartPonderMonitor(uint32_t mode) {
 void tPonderUCIMonitor() {
     std::printf("#DEBUG: Start tPonderUCIMonitor\n");
     MonitorInput();
-    std::lock_guard<std::mutex> lock(monitorMutex);
+    std::lock_guard<std::mutex> lock(Monitor().mutex);
     monitorRunning = false;
-    monitorEnded.notify_all();
+    Monitor().ended.notify_all();
 }
 
 int UciLoop() {

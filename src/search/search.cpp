@@ -12,7 +12,7 @@
 #include "search/tt.h"
 #include "tablebases/tbprobe.h"
 
-SearchThread mainContext;
+constinit SearchThread mainContext{};
 
 Position* NewGame() {
     hashAge = 0;

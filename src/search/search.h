@@ -16,7 +16,9 @@ struct SearchThread : Board {
     Move killers[64][2];
     uint16_t history[2][64][64];
     uint8_t threadId;  // 0 in the main context, 1..N in the thread contexts
-    std::thread threadHandle;
+    // Made for each iteration and deleted once joined. A pointer, so that the contexts, process-wide
+    // objects, are initialised as constants and destroyed by no code of their own.
+    std::thread* threadHandle;
     uint8_t rootDepth;
     uint8_t selDepth;
     int16_t rootAlpha;

@@ -10,9 +10,14 @@
 #include "search/iterate.h"
 #include "search/ordering.h"
 
-SearchThread threadContexts[MAX_THREADS];
+constinit SearchThread threadContexts[MAX_THREADS]{};
 
-std::mutex resultMutex;
+// Made on first use: with MinGW-w64's threads a std::mutex is not initialised as a constant, and no code of
+// the engine may run before main (the portable executable chooses its code there).
+std::mutex& ResultMutex() {
+    static std::mutex resultMutex;
+    return resultMutex;
+}
 uint8_t winnerThread;
 uint64_t winnerResult;
 uint8_t winnerSelDepth;
@@ -51,7 +56,7 @@ uint64_t RunIteration(SearchThread& main) {
     int started = 0;
     for (int i = 1; i <= count; ++i) {
         try {
-            threadContexts[i - 1].threadHandle = std::thread(tSearch, &threadContexts[i - 1]);
+            threadContexts[i - 1].threadHandle = new std::thread(tSearch, &threadContexts[i - 1]);
         } catch (const std::system_error&) {
             std::printf("#DEBUG: search thread %d could not be created\n", i);
             std::fflush(stdout);
@@ -64,7 +69,9 @@ uint64_t RunIteration(SearchThread& main) {
         threadContexts[0].threadResult = &threadResults[0];
     }
     for (int i = 1; i <= started; ++i) {
-        threadContexts[i - 1].threadHandle.join();
+        threadContexts[i - 1].threadHandle->join();
+        delete threadContexts[i - 1].threadHandle;
+        threadContexts[i - 1].threadHandle = nullptr;
         threadContexts[i - 1].threadResult = &threadResults[i - 1];
     }
 
@@ -81,7 +88,7 @@ void tSearch(SearchThread* thread) {
     record = SearchRoot(t, t.rootDepth, t.rootAlpha, t.rootBeta, t.rootMoves, t.rootMovesEnd, t.tbProbeLimit,
                         line);
     {
-        std::lock_guard<std::mutex> lock(resultMutex);
+        std::lock_guard<std::mutex> lock(ResultMutex());
         if (winnerThread == 0 && !iterationAbort && !searchStop) {
             // Every other thread unwinds at its next node.
             iterationAbort = 1;

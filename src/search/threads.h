@@ -15,9 +15,9 @@ constexpr uint8_t DEPTH_OFFSETS[MAX_THREADS] = {0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0,
 // Context i - 1 serves thread i.
 extern SearchThread threadContexts[MAX_THREADS];
 
-// The iteration's result: written once per iteration by the first thread to finish, under resultMutex;
+// The iteration's result: written once per iteration by the first thread to finish, under ResultMutex();
 // read by the driver after all threads have been joined.
-extern std::mutex resultMutex;
+std::mutex& ResultMutex();
 extern uint8_t winnerThread;  // 0 while no thread has finished
 extern uint64_t winnerResult;
 extern uint8_t winnerSelDepth;

@@ -114,13 +114,6 @@ void NextEpoch(TranspositionTable& tt) {
 
 }  // namespace
 
-uint64_t HashEntriesForMB(int megabytes) {
-    uint64_t bytes = megabytes < 4 ? uint64_t(1) << 24 : uint64_t(megabytes) << 20;
-    uint64_t power = 1;
-    while (power <= bytes) power <<= 1;
-    return power / 32;
-}
-
 void AllocateHashTableOfKind(uint64_t entries, int megabytes, bool pooled) {
     TranspositionTable& tt = transpositionTable;
     StopPrefault();
@@ -283,14 +276,18 @@ struct SlotRun {
 // Search threads last one iteration. What is left of a thread's run when it ends is parked here, and the
 // next thread to need slots in the same epoch takes it up before any fresh run, so no slot is lost with
 // the thread: the partly used runs are never more than the threads that were running at once.
-std::mutex parkedMutex;
+// Made on first use: MinGW's mutex is not a constant, and nothing may run before main.
+std::mutex& ParkedMutex() {
+    static std::mutex parkedMutex;
+    return parkedMutex;
+}
 SlotRun parkedRuns[MAX_THREADS + 1];
 int parkedCount = 0;
 
 void ParkRun(const SlotRun& run) {
     const uint32_t epoch = transpositionTable.epoch;
     if (run.epoch != epoch || run.next >= run.end) return;
-    std::lock_guard lock(parkedMutex);
+    std::lock_guard lock(ParkedMutex());
     int kept = 0;
     for (int i = 0; i < parkedCount; ++i)
         if (parkedRuns[i].epoch == epoch) parkedRuns[kept++] = parkedRuns[i];
@@ -299,7 +296,7 @@ void ParkRun(const SlotRun& run) {
 }
 
 bool UnparkRun(SlotRun& run, uint32_t epoch) {
-    std::lock_guard lock(parkedMutex);
+    std::lock_guard lock(ParkedMutex());
     while (parkedCount > 0) {
         run = parkedRuns[--parkedCount];
         if (run.epoch == epoch) return true;

@@ -75,7 +75,12 @@ extern TranspositionTable transpositionTable;
 
 // Records for a size in megabytes: the largest power of two of bytes not above the size, in 16-byte records
 // (a request below 4 MB counts as 16 MB).
-uint64_t HashEntriesForMB(int megabytes);
+constexpr uint64_t HashEntriesForMB(int megabytes) {
+    uint64_t bytes = megabytes < 4 ? uint64_t(1) << 24 : uint64_t(megabytes) << 20;
+    uint64_t power = 1;
+    while (power <= bytes) power <<= 1;
+    return power / 32;
+}
 // Releases the previous table and maps a zeroed one of entries + 4 records, pooled when it is larger than
 // LARGEST_IN_PLACE_BYTES. Prints the allocation message, or the failure message; after a failure probes
 // miss and stores are dropped until a later allocation works.

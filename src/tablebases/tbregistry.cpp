@@ -11,16 +11,23 @@
 
 char wdlDirectory[128];
 char dtzDirectory[128];
-TableEntry pieceTables[TBMAX_PIECE];
+// Value-initialised: with their atomic members left to default initialisation these tables would be set up by
+// code run before main.
+constinit TableEntry pieceTables[TBMAX_PIECE]{};
 int pieceTableCount;
-TableEntry pawnTables[TBMAX_PAWN];
+constinit TableEntry pawnTables[TBMAX_PAWN]{};
 int pawnTableCount;
-TableHashSlot tableHash[1024][HSHMAX];
+constinit TableHashSlot tableHash[1024][HSHMAX]{};
 DtzCacheSlot dtzCache[DTZ_CACHE_SIZE];
 
 namespace {
 
-std::mutex tablebaseLock;
+// Made on first use: with MinGW-w64's threads a std::mutex is not initialised as a constant, and no code of
+// the engine may run before main (the portable executable chooses its code there).
+std::mutex& TablebaseLock() {
+    static std::mutex tablebaseLock;
+    return tablebaseLock;
+}
 
 constexpr char PIECE_LETTERS[] = "KQRBNP";
 
@@ -343,7 +350,7 @@ TableEntry* LookupWdlEntry(const Position& pos, uint64_t key, int& success) {
     }
     TableEntry* entry = slot->entry;
     if (!entry->ready.load(std::memory_order_acquire)) {
-        std::lock_guard<std::mutex> guard(tablebaseLock);
+        std::lock_guard<std::mutex> guard(TablebaseLock());
         if (!entry->ready.load(std::memory_order_relaxed)) {
             char name[16], path[300];
             MaterialName(pos, slot->key != entry->key, name);

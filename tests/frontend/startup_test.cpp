@@ -38,9 +38,12 @@ TEST(Startup, BannerPromptModeLinesAndArguments) {
         EXPECT_NE(help.out.find(mode), std::string::npos) << mode;
     EXPECT_EQ(RunEngine("", dir.path, "-h").out, help.out);
 
+    // A portable x86-64 build names the level of its code on a line of its own; a native build names none.
     run = RunEngine("", dir.path, "--version");
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, "ferrolune 1.0\n");
+    EXPECT_TRUE(run.out == "ferrolune 1.0\n" || run.out == "ferrolune 1.0\nx86-64\n" ||
+                run.out == "ferrolune 1.0\nx86-64-v2\n" || run.out == "ferrolune 1.0\nx86-64-v3\n")
+        << run.out;
 
     run = RunEngine("quit\n", dir.path, "--hash");
     EXPECT_EQ(run.status, 2);
