@@ -3,8 +3,6 @@
 #include <cstddef>
 #include <cstring>
 
-#include "board/movegen.h"
-
 NodeCounter nodeCount;
 
 namespace {
@@ -216,11 +214,4 @@ void MakeRoomForMove(Board& context) {
     std::memmove(records, context.current - (GAME_HISTORY_KEPT - 1),
                  GAME_HISTORY_KEPT * sizeof(Position));
     context.current = records + (GAME_HISTORY_KEPT - 1);
-}
-
-int MakeUserMove(Board& context, Move m) {
-    if (!IsLegalMove(*context.current, m)) return 0;
-    MakeRoomForMove(context);
-    context.current = MakeMove(context.current, m);
-    return 1;
 }

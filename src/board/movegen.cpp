@@ -168,6 +168,13 @@ bool IsLegalMove(const Position& pos, Move m) {
     return false;
 }
 
+int MakeUserMove(Board& context, Move m) {
+    if (!IsLegalMove(*context.current, m)) return 0;
+    MakeRoomForMove(context);
+    context.current = MakeMove(context.current, m);
+    return 1;
+}
+
 MoveEntry* GenerateEvasions(const Position& pos, MoveEntry* list, Bitboard checkers) {
     const Bitboard occupied = Occupied(pos), empty = ~occupied, opponent = occupied ^ pos.own;
     const int king = OwnKingSquare(pos);

@@ -23,5 +23,3 @@ bool PickKiller(const SearchThread& thread, uint8_t ply, MoveEntry* slot, MoveEn
 void PickHistory(const SearchThread& thread, MoveEntry* slot, MoveEntry* listStart);
 // Brings into the slot the remaining entry with the highest score; on ties the one nearest the end wins.
 void PickBestCapture(MoveEntry* slot, MoveEntry* listStart);
-// Quicksort of list[first..last] (both included) by score, highest first; not stable.
-void SortMovesDescending(MoveEntry* list, int first, int last);

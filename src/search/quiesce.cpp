@@ -26,7 +26,7 @@ int SearchMove(SearchThread& thread, Move m, int16_t qdepth, uint8_t ply, int be
     } else if (iterationAbort) {
         score = beta;
     } else if (ply + 1 > QUIESCE_MAX_PLY) {
-        score = -Evaluate(thread);
+        score = -Evaluate(*thread.current, thread.pawnHash);
     } else {
         score = -Quiesce(thread, int16_t(qdepth - 1), uint8_t(ply + 1), int16_t(-beta), int16_t(-b), tbLimit);
     }
@@ -46,7 +46,7 @@ int16_t QuiesceNode(SearchThread& thread, int16_t evaluation, int16_t qdepth, ui
 
     Position* pos = thread.current;
     const Bitboard checkers = Checkers(*pos);
-    const int e = KNOWN ? evaluation : Evaluate(thread);
+    const int e = KNOWN ? evaluation : Evaluate(*thread.current, thread.pawnHash);
     if (!checkers && e >= beta) return int16_t(e);
     // The evaluation is a floor even in check; it only cuts when not in check.
     int b = std::max(alpha, e);

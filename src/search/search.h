@@ -1,4 +1,4 @@
-// The per-thread search context and the alpha-beta search.
+// The per-thread search context, the alpha-beta search and the root search of one iteration.
 #pragma once
 
 #include <cstdint>
@@ -69,3 +69,12 @@ extern Relaxed<uint32_t> ponderEnabled;
 // pv receives the node's line when a move raises alpha.
 int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alpha, int16_t beta, uint8_t tbLimit,
                   PvLine& pv);
+
+// A search result: the move in the low 32 bits, the signed 16-bit score in the next 16.
+constexpr uint64_t MakeSearchResult(Move move, int16_t score) { return uint64_t(uint16_t(score)) << 32 | move; }
+constexpr Move ResultMove(uint64_t result) { return Move(result); }
+constexpr int16_t ResultScore(uint64_t result) { return int16_t(uint16_t(result >> 32)); }
+
+// One iteration of one thread at the root (ply 0); every root move is searched.
+uint64_t SearchRoot(SearchThread& thread, int depth, int16_t alpha, int16_t beta, MoveEntry* rootStart,
+                    MoveEntry* rootEnd, uint8_t tbLimit, PvLine& line);

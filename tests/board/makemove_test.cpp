@@ -1,4 +1,5 @@
 #include "board/makemove.h"
+#include "board/movegen.h"
 #include "search/threads.h"
 #include "support.h"
 

@@ -1,5 +1,5 @@
 #include "book/book.h"
-#include "frontend/config.h"
+#include "settings/settings.h"
 #include "support.h"
 
 namespace {

@@ -69,8 +69,8 @@ TEST(PawnHash, KeysAndAllocation) {
     EXPECT_EQ(PawnKey(*LoadGame("4k3/8/8/8/8/8/8/4K3 b - - 0 1")), 0u);
 
     // A table that cannot be allocated leaves the thread computing without a cache.
-    EXPECT_EQ(Printed([&] { AllocPawnHash(*thread, uint64_t(1) << 62, 1 << 30, true, 1); }),
+    EXPECT_EQ(Printed([&] { AllocPawnHash(thread->pawnHash, uint64_t(1) << 62, 1 << 30, true, 1); }),
               "HashPawn Table Memory Allocation Failed!\n");
     EXPECT_EQ(thread->pawnHash, nullptr);
-    EXPECT_EQ(CachedPawnStructure(*thread).score, EvaluatePawnStructure(*thread->current).score);
+    EXPECT_EQ(CachedPawnStructure(thread->pawnHash, *thread->current).score, EvaluatePawnStructure(*thread->current).score);
 }

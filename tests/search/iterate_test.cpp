@@ -1,9 +1,9 @@
 #include "board/makemove.h"
-#include "frontend/config.h"
 #include "frontend/uci.h"
 #include "search/iterate.h"
 #include "search/threads.h"
 #include "search/timeman.h"
+#include "settings/settings.h"
 #include "support.h"
 #include "tablebases/tbprobe.h"
 

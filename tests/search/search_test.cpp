@@ -1,10 +1,10 @@
 #include "eval/evaluate.h"
-#include "frontend/config.h"
 #include "search/legality.h"
 #include "search/ordering.h"
 #include "search/quiesce.h"
 #include "search/threads.h"
 #include "search/tt.h"
+#include "settings/settings.h"
 #include "support.h"
 
 namespace {
@@ -111,16 +111,16 @@ TEST_F(SearchTest, StopFlagsUnwindWithoutStores) {
 
 TEST_F(SearchTest, QuiescenceCapturesChecksAndMates) {
     SearchThread& t = Load("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1");
-    const int quiet = Evaluate(t);
+    const int quiet = Evaluate(*t.current, t.pawnHash);
     EXPECT_EQ(Quiesce(t, 0, 1, -30000, 30000, 0), quiet);
     EXPECT_EQ(Quiesce(t, 0, 1, int16_t(quiet + 5), int16_t(quiet + 10), 0), quiet + 5);
 
     // A queen taking a defended pawn is not searched; taking an undefended one is.
     Load("4k3/8/2p5/3p4/8/8/8/3QK3 w - - 0 1");
-    const int defended = Evaluate(t);
+    const int defended = Evaluate(*t.current, t.pawnHash);
     EXPECT_EQ(Quiesce(t, -2, 1, -30000, 30000, 0), defended);
     Load("4k3/8/8/3p4/8/8/8/3QK3 w - - 0 1");
-    const int undefended = Evaluate(t);
+    const int undefended = Evaluate(*t.current, t.pawnHash);
     EXPECT_GT(Quiesce(t, -2, 1, -30000, 30000, 0), undefended + 50);
 
     // Quiet checks only at the first two levels: a mate by a quiet check is seen at qdepth 0, not at -2.
