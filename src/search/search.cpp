@@ -14,19 +14,10 @@
 #include "settings/settings.h"
 #include "tablebases/tbprobe.h"
 
-SearchThread mainContext;
-
 Position* NewGame() {
     hashAge = 0;
     return ResetStack(mainContext.positionStack);
 }
-
-uint32_t ProtocolMode = MODE_CONSOLE;
-Relaxed<uint32_t> searchStop;
-Relaxed<uint32_t> iterationAbort;
-Relaxed<uint32_t> pondering;
-Relaxed<uint32_t> infiniteSearch;
-Relaxed<uint32_t> ponderEnabled;
 
 namespace {
 

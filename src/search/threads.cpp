@@ -8,6 +8,7 @@
 
 #include "eval/pawns.h"
 #include "search/ordering.h"
+#include "search/search.h"
 #include "settings/settings.h"
 
 SearchThread threadContexts[MAX_THREADS];

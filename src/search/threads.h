@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <mutex>
 
-#include "search/search.h"
+#include "search/context.h"
 
 constexpr int MAX_THREADS = 24;
 

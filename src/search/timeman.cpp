@@ -9,7 +9,7 @@
 #include <system_error>
 #include <thread>
 
-#include "search/search.h"
+#include "search/context.h"
 
 TimeControl timeControl;
 
