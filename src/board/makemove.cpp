@@ -7,8 +7,6 @@ NodeCounter nodeCount;
 
 namespace {
 
-constexpr uint64_t SIDE_KEY = 0xEF943420618B4A08ull;
-
 // Flips or sets the bits of a piece code in the three planes.
 inline void TogglePiece(Position* n, int code, Bitboard squares) {
     if (code & 1) n->plane1 ^= squares;
@@ -67,7 +65,7 @@ Position* MakeMove(Position* p, Move m) {
     const uint64_t(&ownKeys)[64] = PieceKeys[p->side * 8 + (type & 7)];
     const int opponentRow = (p->side ^ 1) * 8;
 
-    uint64_t key = p->key ^ CastleKeys[p->castling] ^ SIDE_KEY ^ EpKeys[p->epFile];
+    uint64_t key = p->key ^ CastleKeys[p->castling] ^ SideKeys[0] ^ EpKeys[p->epFile];
     n->epFile = 8;
     n->own ^= fromTo;
 
@@ -185,7 +183,7 @@ Position* MakeNullMove(Position* p) {
     n->epFile = 8;
     n->halfmoveClock = 0;
     n->repetitions = 0;
-    n->key = p->key ^ EpKeys[p->epFile] ^ SIDE_KEY ^ CastleKeys[p->castling] ^ CastleKeys[n->castling];
+    n->key = p->key ^ EpKeys[p->epFile] ^ SideKeys[0] ^ CastleKeys[p->castling] ^ CastleKeys[n->castling];
     return n;
 }
 

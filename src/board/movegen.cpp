@@ -5,7 +5,6 @@
 
 namespace {
 
-constexpr int E1 = 4, F1 = 5, G1 = 6, D1 = 3, C1 = 2, B1 = 1;
 
 inline MoveEntry* AddQuiet(MoveEntry* list, int type, int from, int to) {
     list->move = MakeMoveCode(type, from, to);

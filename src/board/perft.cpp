@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr int B1 = 1, C1 = 2, D1 = 3, E1 = 4, F1 = 5, G1 = 6;
 
 // Pawn destinations count four times on the last rank, once per promotion piece.
 inline int PawnMoveCount(Bitboard targets) { return PopCount(targets) + 3 * PopCount(targets & RANK_8); }

@@ -2,17 +2,14 @@
 
 #include <algorithm>
 
+#include "board/legality.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "board/see.h"
 #include "eval/evaluate.h"
-#include "search/legality.h"
 #include "search/ordering.h"
 
 namespace {
-
-// The quiescence search never goes beyond this ply; deeper children are scored statically.
-constexpr int QUIESCE_MAX_PLY = 127;
 
 // Searches one move of a quiescence node and returns its score for the node's side. While the search is
 // being stopped every move scores beta, so that each node cuts at once.

@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "board/legality.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "eval/evaluate.h"
-#include "search/legality.h"
 #include "search/ordering.h"
 #include "search/quiesce.h"
 #include "search/tt.h"
@@ -21,10 +21,9 @@ Position* NewGame() {
 
 namespace {
 
-// Plies beyond which the main search hands over to the quiescence search, and the quiescence search to
-// the static evaluation.
+// Plies beyond which the main search hands over to the quiescence search (which hands over to the static
+// evaluation beyond QUIESCE_MAX_PLY).
 constexpr int MAX_SEARCH_PLY = 63;
-constexpr int QUIESCE_MAX_PLY = 127;
 // Windows with an edge at or beyond this are mate searches: no futility, razoring or null move.
 constexpr int MATE_WINDOW = MATE_BOUND + 1;
 constexpr int FUTILITY_MARGIN = 70;
@@ -77,7 +76,7 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
         return Quiesce(thread, 0, uint8_t(ply + 1), int16_t(alpha), int16_t(beta), tbLimit);
     }
 
-    // 6.
+    // 6. Selective depth: the deepest ply reached in this iteration
     if (ply > thread.selDepth) thread.selDepth = ply;
 
     // 7. Mate-distance pruning

@@ -1,5 +1,5 @@
+#include "board/legality.h"
 #include "eval/evaluate.h"
-#include "search/legality.h"
 #include "search/ordering.h"
 #include "search/quiesce.h"
 #include "search/threads.h"
