@@ -206,7 +206,7 @@ bool IsLegal(const Position& pos, Move m) {
     return AttackersOf(pos, target, occupied, opponents) == 0;
 }
 
-void MakeRoomForMove(Board& context) {
+void MakeRoomForMove(StackWithCursor& context) {
     Position* const records = context.positionStack.Records();
     if (context.current - records + 1 < GAME_STACK_LIMIT) return;
     std::memmove(records, context.current - (GAME_HISTORY_KEPT - 1),

@@ -81,4 +81,4 @@ bool IsLegal(const Position& pos, Move m);
 // When the record after the game position would reach into the search's reserve, moves the last
 // GAME_HISTORY_KEPT records of the game down to the bottom of the stack, so that a game of any length can
 // go on; older records are never read again.
-void MakeRoomForMove(Board& context);
+void MakeRoomForMove(StackWithCursor& context);

@@ -167,7 +167,7 @@ bool IsLegalMove(const Position& pos, Move m) {
     return false;
 }
 
-int MakeUserMove(Board& context, Move m) {
+int MakeUserMove(StackWithCursor& context, Move m) {
     if (!IsLegalMove(*context.current, m)) return 0;
     MakeRoomForMove(context);
     context.current = MakeMove(context.current, m);

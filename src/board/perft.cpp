@@ -134,8 +134,8 @@ uint64_t PerftNode(Position* p, uint32_t depth) {
 
 }  // namespace
 
-uint64_t Perft(Board& board, uint32_t depth) {
-    Position* start = board.current;
-    if (depth >= uint32_t(board.positionStack.Records() + STACK_SIZE - start)) return 0;
+uint64_t Perft(StackWithCursor& context, uint32_t depth) {
+    Position* start = context.current;
+    if (depth >= uint32_t(context.positionStack.Records() + STACK_SIZE - start)) return 0;
     return PerftNode(start, depth);
 }

@@ -64,7 +64,7 @@ class PositionStack {
 
 // A position stack and its current record: what the board's functions need of a search context, each of
 // which begins with one. The game is the main context's.
-struct Board {
+struct StackWithCursor {
     PositionStack positionStack;
     Position* current;
 };

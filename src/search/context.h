@@ -11,8 +11,8 @@
 
 struct PawnHashTable;
 
-// The position stack and its current record come first, from Board.
-struct SearchThread : Board {
+// The position stack and its current record come first, from StackWithCursor.
+struct SearchThread : StackWithCursor {
     Move killers[64][2];
     uint16_t history[2][64][64];
     uint8_t threadId;  // 0 in the main context, 1..N in the thread contexts
