@@ -76,7 +76,9 @@ TEST(MakeMove, SpecialMovesRightsClockAndUnknownTypes) {
     EXPECT_EQ(MakeMove(pos, TextToMove(*pos, "a1a2"))->halfmoveClock, 0);  // the 8-bit clock wraps
     for (int type : {0, 7, 8, 15, 16, 30, 46, 255}) {
         Position* copy = MakeMove(pos, MakeMoveCode(type, 4, 12));
-        EXPECT_TRUE(copy->side == pos->side && copy->key == pos->key && copy->own == pos->own) << type;
+        EXPECT_EQ(copy->side, pos->side) << type;
+        EXPECT_EQ(copy->key, pos->key) << type;
+        EXPECT_EQ(copy->own, pos->own) << type;
     }
 }
 
@@ -135,7 +137,9 @@ TEST(MakeMove, StartKeyAndFlipRoundTrip) {
     Position flipped = *start;
     FlipPosition(flipped);
     // The start position is symmetric, so the other side's view looks the same but for colour and key.
-    EXPECT_TRUE(flipped.own == 0xFFFF && flipped.plane1 == start->plane1 && flipped.side == 1);
+    EXPECT_EQ(flipped.own, 0xFFFFu);
+    EXPECT_EQ(flipped.plane1, start->plane1);
+    EXPECT_EQ(flipped.side, 1);
     EXPECT_EQ(ComputeKey(flipped), start->key ^ SideKeys[0]);
     FlipPosition(flipped);
     EXPECT_EQ(0, std::memcmp(&flipped, start, sizeof(Position)));

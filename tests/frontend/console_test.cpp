@@ -242,7 +242,8 @@ TEST(GameEnd, ResultLines) {
         const Position* pos = LoadGame(fen, moves.c_str());
         const Position saved = *pos;
         const std::string out = Printed([] { CheckGameEnd(mainContext); });
-        EXPECT_TRUE(mainContext.current == pos && pos->key == saved.key);
+        EXPECT_EQ(mainContext.current, pos);
+        EXPECT_EQ(pos->key, saved.key);
         return out;
     };
     EXPECT_EQ(result(START, "f2f3 e7e5 g2g4 d8h4"), "0-1 {Black mates}\n");

@@ -48,7 +48,8 @@ TEST(Iterate, SingleLegalMoveDepthLimitAndThreads) {
         settings.threadCount = uint8_t(threads);
         LoadGame("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1");
         EXPECT_TRUE(IsRootMove(ResultMove(Search(out)))) << "threads " << threads;
-        EXPECT_TRUE(winnerThread >= 1 && winnerThread <= threads);
+        EXPECT_GE(winnerThread, 1);
+        EXPECT_LE(winnerThread, threads);
         LoadGame("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
         const uint64_t result = Search(out);
         EXPECT_EQ(ResultMove(result), TextToMove(*mainContext.current, "a1a8"));

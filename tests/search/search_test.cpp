@@ -2,7 +2,7 @@
 #include "eval/evaluate.h"
 #include "search/ordering.h"
 #include "search/quiesce.h"
-#include "search/threads.h"
+#include "search/search.h"
 #include "search/tt.h"
 #include "settings/settings.h"
 #include "support.h"
@@ -13,8 +13,11 @@ const char* const BACK_RANK = "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1";
 
 class SearchTest : public testing::Test {
 protected:
-    // A context of the engine's own: the repetition scan knows where their stacks begin.
-    static SearchThread& Thread() { return threadContexts[MAX_THREADS - 1]; }
+    // A context of the tests' own, without a pawn table, so that no search of the engine's shares it.
+    static SearchThread& Thread() {
+        static const auto thread = std::make_unique<SearchThread>();
+        return *thread;
+    }
     void SetUp() override {
         settings.useSyzygy = 0;
         SearchThread& t = Thread();
