@@ -5,7 +5,6 @@
 
 namespace {
 
-
 inline MoveEntry* AddQuiet(MoveEntry* list, int type, int from, int to) {
     list->move = MakeMoveCode(type, from, to);
     return list + 1;
