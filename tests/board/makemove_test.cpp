@@ -1,3 +1,4 @@
+#include "board/legality.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "search/threads.h"
@@ -146,4 +147,32 @@ TEST(MakeMove, StartKeyAndFlipRoundTrip) {
     flipped.castling = 0x12;  // own kingside, opponent queenside: the nibbles swap
     FlipPosition(flipped);
     EXPECT_EQ(flipped.castling, 0x21);
+}
+
+// The move loops' shortcut agrees with the full legality test on every generated move of the test
+// positions and of the positions one move later, in check or not.
+TEST(NodeLegality, AgreesWithTheFullTest) {
+    REQUIRE_SHARED_FILE(path, "testdata/movegen.tsv");
+    std::ifstream in(path);
+    int moves = 0, illegal = 0;
+    const auto compare = [&](const Position& pos, const std::string& fen) {
+        const NodeLegality isLegal(pos, Checkers(pos) != 0);
+        MoveEntry list[MOVELIST_SIZE];
+        for (MoveEntry *e = list, *end = GenerateAll(pos, list); e < end; ++e, ++moves) {
+            illegal += !IsLegal(pos, e->move);
+            ASSERT_EQ(isLegal(e->move), IsLegal(pos, e->move)) << fen << " move " << std::hex << e->move;
+        }
+    };
+    // En passant that opens the a1-h8 diagonal by taking the pawn off e5, the pawn on f5 being off it.
+    std::vector<std::string> fens = {"7b/8/8/4pP2/8/7k/8/K7 w - e6 0 1"};
+    for (std::string line; std::getline(in, line);) fens.push_back(line.substr(0, line.find('\t')));
+    for (const std::string& fen : fens) {
+        Position* pos = LoadGame(fen);
+        compare(*pos, fen);
+        MoveEntry list[MOVELIST_SIZE];
+        for (MoveEntry *e = list, *end = GenerateLegal(*pos, list); e < end; ++e)
+            compare(*MakeMove(pos, e->move), fen + " after " + std::to_string(e->move));
+    }
+    EXPECT_GT(moves, 200000);
+    EXPECT_GT(illegal, 1000);
 }
