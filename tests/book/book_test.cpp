@@ -72,7 +72,8 @@ TEST(BookKey, EnPassantCountsOnlyWithACapturerBesideTheFileOnItsFifthRank) {
 TEST(BookMoveText, CastlingRewriteAndPromotion) {
     char text[6];
     const char* const cases[][2] = {
-        {"e1h1", "e1g1"}, {"e8a8", "e8c8"}, {"h1e1", "h1e1"}, {"e7e8q", "e7e8q"}, {"a2a1n", "a2a1n"}};
+        {"e1h1", "e1g1"}, {"e1a1", "e1c1"}, {"e8h8", "e8g8"}, {"e8a8", "e8c8"},
+        {"h1e1", "h1e1"}, {"e7e8q", "e7e8q"}, {"a2a1n", "a2a1n"}};
     for (const auto& c : cases) {
         BookMoveText(text, MoveField(c[0]));
         EXPECT_STREQ(text, c[1]) << c[0];

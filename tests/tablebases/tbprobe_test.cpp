@@ -123,6 +123,15 @@ TEST(TablebaseProbe, RootFilterBoundsTheWinByTheClockAndByRepetition) {
     EXPECT_EQ(repeated, (std::multiset<int>{5, 5}));
 }
 
+// A capture that only draws gives an exact result, not one from a winning capture: Rxd5 Kxd5 leaves bare kings.
+TEST(TablebaseProbe, ADrawingCaptureIsExact) {
+    REQUIRE_SHARED_FILE(tables, "syzygy/KRvKR.rtbw");
+    LoadTables(tables.parent_path().string());
+    int success = 0;
+    EXPECT_EQ(ProbeWdl(LoadGame("8/8/3k4/3r4/8/3R4/3K4/8 w - - 0 1"), success), 0);
+    EXPECT_EQ(success, 1);
+}
+
 TEST(TablebaseProbe, BareKingsNeedNoTableAndMissingTablesFail) {
     ScratchDir dir("empty");
     LoadTables(dir.path.string());
