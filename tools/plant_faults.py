@@ -34,6 +34,12 @@ BUILD = SCRATCH / "build"
 TEST_TIMEOUT_S = 60
 
 # (id, file, old text, new text, what the slip does)
+#
+# Left out, as no test can tell them from the engine as it is:
+# - raising mate-distance pruning's alpha to ply + 1 - MATE: alpha is below ply - MATE only in a full window,
+#   and a node mated there returns its own score, so no search result or node count changes;
+# - wdlToDtz's cursed entries at 100 instead of 101: they matter only for a cursed win or blessed loss after
+#   a zeroing move or an en-passant capture, and no shared table or reference position has one.
 FAULTS = [
     # Board and moves
     ("board-ep-file", "src/board/makemove.cpp",
@@ -99,9 +105,6 @@ FAULTS = [
      "int16_t(d - 4), uint8_t(ply + 1), int16_t(-beta), int16_t(-beta + 1)",
      "int16_t(d - 3), uint8_t(ply + 1), int16_t(-beta), int16_t(-beta + 1)",
      "null move reduced one ply less"),
-    ("search-mate-distance", "src/search/search.cpp",
-     "if (alpha < ply - MATE) alpha = ply - MATE;", "if (alpha < ply - MATE) alpha = ply + 1 - MATE;",
-     "mate-distance pruning off by one ply"),
     ("search-lmr-count", "src/search/search.cpp",
      "d >= 2 && quietCount >= 4", "d >= 2 && quietCount >= 3",
      "late-move reductions start one move early"),
@@ -216,9 +219,6 @@ FAULTS = [
      "if (key <= entry.key) {", "if (key < entry.key) {",
      "the binary search passes over the first entry of the key"),
     # Tablebases
-    ("tb-wdl-to-dtz", "src/tablebases/tbprobe.cpp",
-     "constexpr int wdlToDtz[5] = {-1, -101, 0, 101, 1};", "constexpr int wdlToDtz[5] = {-1, -100, 0, 100, 1};",
-     "cursed results one short of the fifty-move mark"),
     ("tb-symmetric-flip", "src/tablebases/tbprobe.cpp",
      "if (e.symmetric) return side ? Orientation{8, 56, 0} : Orientation{0, 0, 0};",
      "if (e.symmetric) return side ? Orientation{8, 0, 0} : Orientation{0, 0, 0};",

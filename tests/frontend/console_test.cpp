@@ -1,3 +1,4 @@
+#include <chrono>
 #include <regex>
 
 #include "frontend/gameend.h"
@@ -66,6 +67,15 @@ TEST(ConsoleTranscript, NumberCommandsAndTheirErrors) {
     EngineRun run = Console("sd 64\nsd 9999\nsd 2\nsd 1\nsdx\nst 0\nstop\nst 5\nq\n");
     EXPECT_EQ(run.out, PROMPT + depthError + PROMPT + PROMPT + PROMPT + depthError + PROMPT + depthError + PROMPT +
                            timeError + PROMPT + timeError + PROMPT + PROMPT);
+}
+
+// "st" counts seconds: under "st 1" a search of the start position, which no depth limit ends, runs about one.
+TEST(ConsoleTranscript, MoveTimeInSeconds) {
+    const auto start = std::chrono::steady_clock::now();
+    EngineRun run = Console("st 1\ngo\nq\n");
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_NE(run.out.find("Bestmove: "), std::string::npos) << run.out;
+    EXPECT_GE(seconds, 0.8) << run.out;
 }
 
 // Named test positions, one with Black to move; the word must stand alone.
