@@ -45,15 +45,15 @@ void RunEvaluations(benchmark::State& state, bool withPawnHash) {
     static const std::vector<Position> positions = LoadPositions();
     auto thread = std::make_unique<SearchThread>();
     thread->current = &thread->positionStack[0];
-    if (withPawnHash) AllocPawnHash(*thread, uint64_t(1) << 16, 2, false, 1);
+    if (withPawnHash) AllocPawnHash(thread->pawnHash, uint64_t(1) << 16, 2, false, 1);
     size_t next = 0;
     for (auto _ : state) {
         *thread->current = positions[next];
-        benchmark::DoNotOptimize(Evaluate(*thread));
+        benchmark::DoNotOptimize(Evaluate(*thread->current, thread->pawnHash));
         if (++next == positions.size()) next = 0;
     }
     state.SetItemsProcessed(int64_t(state.iterations()));
-    FreePawnHash(*thread);
+    FreePawnHash(thread->pawnHash);
 }
 
 void BM_EvaluatePawnHash(benchmark::State& state) { RunEvaluations(state, true); }

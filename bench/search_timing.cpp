@@ -8,12 +8,12 @@
 
 #include "board/fen.h"
 #include "eval/pawns.h"
-#include "frontend/config.h"
 #include "frontend/uci.h"
 #include "search/iterate.h"
 #include "search/threads.h"
 #include "search/timeman.h"
 #include "search/tt.h"
+#include "settings/settings.h"
 
 int main(int argc, char** argv) {
     std::vector<int> limits;
@@ -30,7 +30,7 @@ int main(int argc, char** argv) {
     settings.postThinking = 0;
     settings.useSyzygy = 0;
     AllocateHashTable(HashEntriesForMB(64), 64);
-    for (int i = 0; i < 2; ++i) AllocPawnHash(threadContexts[i], 1 << 16, 0, false, i + 1);
+    for (int i = 0; i < 2; ++i) AllocPawnHash(threadContexts[i].pawnHash, 1 << 16, 0, false, i + 1);
 
     for (int threads = 1; threads <= 2; ++threads) {
         settings.threadCount = uint8_t(threads);

@@ -1,13 +1,13 @@
 // Every test starts from the same process-wide state, whatever ran before it and however that ended: the
 // suite must pass in any order (ctest runs each test in a process of its own, --gtest_shuffle in one).
 #include "eval/pawns.h"
-#include "frontend/config.h"
 #include "frontend/input.h"
 #include "frontend/uci.h"
 #include "search/iterate.h"
 #include "search/threads.h"
 #include "search/timeman.h"
 #include "search/tt.h"
+#include "settings/settings.h"
 #include "support.h"
 
 namespace {
@@ -24,7 +24,7 @@ class ProcessStateGuard : public testing::EmptyTestEventListener {
         directory_ = std::filesystem::current_path();
         testing::internal::CaptureStdout();
         AllocateHashTable(HashEntriesForMB(16), 16);
-        for (int i = 0; i < 4; ++i) AllocPawnHash(threadContexts[i], 1 << 12, 0, false, i + 1);
+        for (int i = 0; i < 4; ++i) AllocPawnHash(threadContexts[i].pawnHash, 1 << 12, 0, false, i + 1);
         testing::internal::GetCapturedStdout();
     }
 

@@ -124,7 +124,7 @@ bool ReadHalfmoveClock(const char* c, uint8_t& clock) {
     return true;
 }
 
-bool ReplayMoves(Board& context, const char* moves) {
+bool ReplayMoves(StackWithCursor& context, const char* moves) {
     const char* c = moves;
     for (;;) {
         while (IsSeparator(*c)) ++c;
@@ -236,7 +236,7 @@ bool PlacementPossible(const Position& pos) {
            MaterialPossible(pos, Opponent(pos));
 }
 
-int ParseFen(Board& context, const char* fen, const char* moves) {
+int ParseFen(StackWithCursor& context, const char* fen, const char* moves) {
     if (fen == nullptr) return 0;
     char buffer[FEN_TEXT_MAX + 1];
     const size_t length = strnlen(fen, FEN_TEXT_MAX + 1);

@@ -19,7 +19,7 @@ constexpr int MOVE_TEXT_SIZE = 6;
 // rights have their king and rook at home, and an en-passant field that was not read counts as "-". A
 // placement that fails PlacementPossible is refused; after a failure the record may still hold one, and a
 // caller must not play from it.
-int ParseFen(Board& context, const char* fen, const char* moves);
+int ParseFen(StackWithCursor& context, const char* fen, const char* moves);
 
 // One king a side, no pawn on a back rank, and no more extra pieces than promoted pawns: a board that
 // play can reach, whose move lists fit their buffers.

@@ -3,13 +3,9 @@
 #include <cstddef>
 #include <cstring>
 
-#include "board/movegen.h"
-
 NodeCounter nodeCount;
 
 namespace {
-
-constexpr uint64_t SIDE_KEY = 0xEF943420618B4A08ull;
 
 // Flips or sets the bits of a piece code in the three planes.
 inline void TogglePiece(Position* n, int code, Bitboard squares) {
@@ -69,7 +65,7 @@ Position* MakeMove(Position* p, Move m) {
     const uint64_t(&ownKeys)[64] = PieceKeys[p->side * 8 + (type & 7)];
     const int opponentRow = (p->side ^ 1) * 8;
 
-    uint64_t key = p->key ^ CastleKeys[p->castling] ^ SIDE_KEY ^ EpKeys[p->epFile];
+    uint64_t key = p->key ^ CastleKeys[p->castling] ^ SideKeys[0] ^ EpKeys[p->epFile];
     n->epFile = 8;
     n->own ^= fromTo;
 
@@ -187,7 +183,7 @@ Position* MakeNullMove(Position* p) {
     n->epFile = 8;
     n->halfmoveClock = 0;
     n->repetitions = 0;
-    n->key = p->key ^ EpKeys[p->epFile] ^ SIDE_KEY ^ CastleKeys[p->castling] ^ CastleKeys[n->castling];
+    n->key = p->key ^ EpKeys[p->epFile] ^ SideKeys[0] ^ CastleKeys[p->castling] ^ CastleKeys[n->castling];
     return n;
 }
 
@@ -210,17 +206,10 @@ bool IsLegal(const Position& pos, Move m) {
     return AttackersOf(pos, target, occupied, opponents) == 0;
 }
 
-void MakeRoomForMove(Board& context) {
+void MakeRoomForMove(StackWithCursor& context) {
     Position* const records = context.positionStack.Records();
     if (context.current - records + 1 < GAME_STACK_LIMIT) return;
     std::memmove(records, context.current - (GAME_HISTORY_KEPT - 1),
                  GAME_HISTORY_KEPT * sizeof(Position));
     context.current = records + (GAME_HISTORY_KEPT - 1);
-}
-
-int MakeUserMove(Board& context, Move m) {
-    if (!IsLegalMove(*context.current, m)) return 0;
-    MakeRoomForMove(context);
-    context.current = MakeMove(context.current, m);
-    return 1;
 }

@@ -81,8 +81,4 @@ bool IsLegal(const Position& pos, Move m);
 // When the record after the game position would reach into the search's reserve, moves the last
 // GAME_HISTORY_KEPT records of the game down to the bottom of the stack, so that a game of any length can
 // go on; older records are never read again.
-void MakeRoomForMove(Board& context);
-
-// Makes m on the context's game stack if it is one of the generated moves and legal: 1 and current
-// advanced by one record, or 0 with nothing changed.
-int MakeUserMove(Board& context, Move m);
+void MakeRoomForMove(StackWithCursor& context);

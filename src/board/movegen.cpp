@@ -5,8 +5,6 @@
 
 namespace {
 
-constexpr int E1 = 4, F1 = 5, G1 = 6, D1 = 3, C1 = 2, B1 = 1;
-
 inline MoveEntry* AddQuiet(MoveEntry* list, int type, int from, int to) {
     list->move = MakeMoveCode(type, from, to);
     return list + 1;
@@ -166,6 +164,13 @@ bool IsLegalMove(const Position& pos, Move m) {
     for (MoveEntry* e = list; e < end; ++e)
         if (e->move == m) return IsLegal(pos, m);
     return false;
+}
+
+int MakeUserMove(StackWithCursor& context, Move m) {
+    if (!IsLegalMove(*context.current, m)) return 0;
+    MakeRoomForMove(context);
+    context.current = MakeMove(context.current, m);
+    return 1;
 }
 
 MoveEntry* GenerateEvasions(const Position& pos, MoveEntry* list, Bitboard checkers) {

@@ -23,6 +23,9 @@ MoveEntry* GenerateLegal(const Position& pos, MoveEntry* list);
 // True when m is one of the generated moves and legal: the test for a move that comes from outside the
 // position (text, a book, a line of an earlier search).
 bool IsLegalMove(const Position& pos, Move m);
+// Makes m on the context's game stack if it is one of the generated moves and legal: 1 and current
+// advanced by one record, or 0 with nothing changed.
+int MakeUserMove(StackWithCursor& context, Move m);
 // Replies to check, checkers being the opponent pieces that give it (not empty).
 MoveEntry* GenerateEvasions(const Position& pos, MoveEntry* list, Bitboard checkers);
 // Quiet moves that give check, direct or discovered, and castlings that check. Heuristic: it may add a few

@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr int B1 = 1, C1 = 2, D1 = 3, E1 = 4, F1 = 5, G1 = 6;
 
 // Pawn destinations count four times on the last rank, once per promotion piece.
 inline int PawnMoveCount(Bitboard targets) { return PopCount(targets) + 3 * PopCount(targets & RANK_8); }
@@ -135,8 +134,8 @@ uint64_t PerftNode(Position* p, uint32_t depth) {
 
 }  // namespace
 
-uint64_t Perft(Board& board, uint32_t depth) {
-    Position* start = board.current;
-    if (depth >= uint32_t(board.positionStack.Records() + STACK_SIZE - start)) return 0;
+uint64_t Perft(StackWithCursor& context, uint32_t depth) {
+    Position* start = context.current;
+    if (depth >= uint32_t(context.positionStack.Records() + STACK_SIZE - start)) return 0;
     return PerftNode(start, depth);
 }

@@ -64,7 +64,7 @@ class PositionStack {
 
 // A position stack and its current record: what the board's functions need of a search context, each of
 // which begins with one. The game is the main context's.
-struct Board {
+struct StackWithCursor {
     PositionStack positionStack;
     Position* current;
 };
@@ -102,6 +102,7 @@ inline constexpr KeyTables KEYS = MakeKeyTables();
 inline constexpr const uint64_t (&PieceKeys)[15][64] = keys_detail::KEYS.piece;
 inline constexpr const uint64_t (&CastleKeys)[52] = keys_detail::KEYS.castle;
 inline constexpr const uint64_t (&EpKeys)[9] = keys_detail::KEYS.ep;
+// SideKeys[1] being 0, every move toggles SideKeys[0] into the key.
 inline constexpr uint64_t SideKeys[2] = {0xEF943420618B4A08ull, 0};
 
 constexpr Bitboard Occupied(const Position& p) { return p.plane1 | p.plane2 | p.plane4; }

@@ -110,6 +110,9 @@ constexpr Bitboard RANK_3 = 0xFFull << 16;
 constexpr Bitboard RANK_7 = 0xFFull << 48;
 constexpr Bitboard RANK_8 = 0xFFull << 56;
 
+// The first-rank squares that castling reads, in the side-to-move view.
+constexpr int B1 = 1, C1 = 2, D1 = 3, E1 = 4, F1 = 5, G1 = 6;
+
 constexpr int FileOf(int sq) { return sq & 7; }
 constexpr int RankOf(int sq) { return sq >> 3; }
 

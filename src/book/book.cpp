@@ -6,7 +6,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "frontend/config.h"
+#include "settings/settings.h"
 
 namespace {
 

@@ -7,7 +7,6 @@
 #include "eval/evaltables.h"
 #include "eval/pawns.h"
 #include "eval/trace.h"
-#include "search/search.h"
 
 namespace {
 
@@ -242,15 +241,14 @@ int ScoreSide(const PawnLookup& pawnLookup, const Position& pos, int phase, int1
 }
 
 template <bool Trace>
-int16_t EvaluatePosition(SearchThread& thread) {
-    Position& pos = *thread.current;
+int16_t EvaluatePosition(Position& pos, PawnHashTable* pawnHash) {
     const int phase = PopCount(Occupied(pos) & ~Pawns(pos) & ~Kings(pos));
     // The pawn structures of both sides are looked up first, the other side's in its own view.
     const Bitboard pawns = Pawns(pos), ownPawns = pawns & pos.own, enemyPawns = pawns & ~pos.own;
     PawnLookup lookups[2] = {};
     if (!Trace) {
-        lookups[0] = StartPawnLookup(thread, {ownPawns, enemyPawns}, pos.side);
-        lookups[1] = StartPawnLookup(thread, {ByteSwap(enemyPawns), ByteSwap(ownPawns)}, pos.side ^ 1);
+        lookups[0] = StartPawnLookup(pawnHash, {ownPawns, enemyPawns}, pos.side);
+        lookups[1] = StartPawnLookup(pawnHash, {ByteSwap(enemyPawns), ByteSwap(ownPawns)}, pos.side ^ 1);
     }
     // Each pass's total is negated into the next; the sums wrap at 16 bits.
     int16_t sum = int16_t(ScoreSide<Trace>(lookups[0], pos, phase, EvalTrace[0]) + TEMPO);
@@ -262,9 +260,9 @@ int16_t EvaluatePosition(SearchThread& thread) {
 
 }  // namespace
 
-int16_t Evaluate(SearchThread& thread) { return EvaluatePosition<false>(thread); }
+int16_t Evaluate(Position& pos, PawnHashTable* pawnHash) { return EvaluatePosition<false>(pos, pawnHash); }
 
-int16_t EvaluateTraced(SearchThread& thread) {
+int16_t EvaluateTraced(Position& pos) {
     memset(EvalTrace, 0, sizeof(EvalTrace));
-    return EvaluatePosition<true>(thread);
+    return EvaluatePosition<true>(pos, nullptr);
 }

@@ -8,7 +8,6 @@
 #include "board/attacks.h"
 #include "eval/evaltables.h"
 #include "eval/trace.h"
-#include "search/search.h"
 
 template <bool Trace>
 PawnStructure ComputePawnStructure(const Position& pos, int16_t* traceRow) {
@@ -99,27 +98,7 @@ uint64_t PawnKey(const Position& pos) {
     return PlacementKey({pawns & pos.own, pawns & ~pos.own}, pos.side);
 }
 
-int ProbePawnHash(SearchThread& thread, PawnHashEntry& entry) {
-    const PawnHashTable* table = thread.pawnHash;
-    if (!table) return PAWN_HASH_MISS;
-    const Position& pos = *thread.current;
-    const uint64_t key = PawnKey(pos);
-    entry = table->entries[key & (table->entryCount - 1)];
-    if (entry.epoch != table->epoch) entry = PawnHashEntry{};
-    if (entry.key == key && entry.pawns == Pawns(pos)) return entry.score;
-    return PAWN_HASH_MISS;
-}
-
-void StorePawnHash(SearchThread& thread, int16_t score, Bitboard passed, uint8_t healthyCount) {
-    PawnHashTable* table = thread.pawnHash;
-    if (!table) return;
-    const Position& pos = *thread.current;
-    const uint64_t key = PawnKey(pos);
-    table->entries[key & (table->entryCount - 1)] = {key, Pawns(pos), passed, healthyCount, score, table->epoch};
-}
-
-PawnLookup StartPawnLookup(SearchThread& thread, PawnPlacement placement, uint32_t side) {
-    PawnHashTable* table = thread.pawnHash;
+PawnLookup StartPawnLookup(PawnHashTable* table, PawnPlacement placement, uint32_t side) {
     if (!table) return {nullptr, nullptr, false, 0, nullptr};
     const uint64_t mix = (placement.own * 0x9E3779B97F4A7C15ull) ^ (placement.enemy * 0xD6E8FEB86659FD93ull);
     PawnHashTable::Recent& recent = table->recent[side & 1][mix >> (64 - PawnHashTable::RECENT_BITS)];
@@ -149,14 +128,13 @@ PawnStructure FinishPawnLookup(const PawnLookup& lookup, const Position& pos) {
     return recent;
 }
 
-PawnStructure CachedPawnStructure(SearchThread& thread) {
-    const Position& pos = *thread.current;
+PawnStructure CachedPawnStructure(PawnHashTable* table, const Position& pos) {
     const Bitboard pawns = Pawns(pos);
-    return FinishPawnLookup(StartPawnLookup(thread, {pawns & pos.own, pawns & ~pos.own}, pos.side), pos);
+    return FinishPawnLookup(StartPawnLookup(table, {pawns & pos.own, pawns & ~pos.own}, pos.side), pos);
 }
 
-void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool announce, int threadNumber) {
-    FreePawnHash(thread);
+void AllocPawnHash(PawnHashTable*& pawnHash, uint64_t entries, int sizeMB, bool announce, int threadNumber) {
+    FreePawnHash(pawnHash);
     // Indexing masks with entries - 1, so only a power of two will do; round a stray size down.
     if (entries == 0) entries = 1;
     while (entries & (entries - 1)) entries &= entries - 1;
@@ -170,15 +148,14 @@ void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool anno
         fflush(stdout);
         return;
     }
-    thread.pawnHash = table;
+    pawnHash = table;
     if (announce) {
         printf("Allocated %i MB for the HashPawn Table for Thread %i\n", sizeMB, threadNumber);
         fflush(stdout);
     }
 }
 
-void ClearPawnHash(SearchThread& thread) {
-    PawnHashTable* table = thread.pawnHash;
+void ClearPawnHash(PawnHashTable* table) {
     if (!table) return;
     for (auto& colour : table->recent)
         for (PawnHashTable::Recent& recent : colour) recent = {};
@@ -187,13 +164,9 @@ void ClearPawnHash(SearchThread& thread) {
     if (++table->epoch == 0) memset(static_cast<void*>(table->entries), 0, size_t(table->entryCount) * sizeof(PawnHashEntry));
 }
 
-void FreePawnHash(SearchThread& thread) {
-    if (!thread.pawnHash) return;
-    free(thread.pawnHash->entries);
-    delete thread.pawnHash;
-    thread.pawnHash = nullptr;
-}
-
-void AllocThreadPawnTables(SearchThread* contexts, int count, uint64_t entries, int sizeMB) {
-    for (int i = 1; i <= count; ++i) AllocPawnHash(contexts[i - 1], entries, sizeMB, true, i);
+void FreePawnHash(PawnHashTable*& pawnHash) {
+    if (!pawnHash) return;
+    free(pawnHash->entries);
+    delete pawnHash;
+    pawnHash = nullptr;
 }

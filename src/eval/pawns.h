@@ -6,8 +6,6 @@
 #include "board/position.h"
 #include "board/types.h"
 
-struct SearchThread;
-
 struct PawnHashEntry {
     uint64_t key;     // pawn key of the scored side; 0 marks an empty slot
     Bitboard pawns;   // all pawns, in the scored side's view, when stored
@@ -61,13 +59,9 @@ inline PawnStructure EvaluatePawnStructure(const Position& pos) { return Compute
 // The pawns of both colours, each in its own colour's view, and the side key of the side to move.
 uint64_t PawnKey(const Position& pos);
 
-// Scored side = the side to move of the thread's current position. Returns the stored score and fills
-// entry on a hit, PAWN_HASH_MISS otherwise (also when the thread has no table).
-int ProbePawnHash(SearchThread& thread, PawnHashEntry& entry);
-void StorePawnHash(SearchThread& thread, int16_t score, Bitboard passed, uint8_t healthyCount);
-
-// Probe, and on a miss compute and store: what the evaluation uses. A thread without a table computes.
-PawnStructure CachedPawnStructure(SearchThread& thread);
+// The pawn structure of pos's side to move: from the table, or computed and stored on a miss. Without a
+// table (nullptr) it is computed.
+PawnStructure CachedPawnStructure(PawnHashTable* table, const Position& pos);
 
 // CachedPawnStructure in two steps, so that reading the table overlaps with other work. The start takes
 // the pawns in the scored side's view and that side's colour; when no recent structure matches, it builds
@@ -80,16 +74,12 @@ struct PawnLookup {
     uint64_t key;
     PawnHashEntry* slot;
 };
-PawnLookup StartPawnLookup(SearchThread& thread, PawnPlacement placement, uint32_t side);
+PawnLookup StartPawnLookup(PawnHashTable* table, PawnPlacement placement, uint32_t side);
 PawnStructure FinishPawnLookup(const PawnLookup& lookup, const Position& pos);
 
-// Replaces the thread's table by a zero-filled one of `entries` slots (a power of two). A failed
-// allocation prints a message and leaves the thread without a table.
-void AllocPawnHash(SearchThread& thread, uint64_t entries, int sizeMB, bool announce, int threadNumber);
-// Empties the thread's table; its memory stays.
-void ClearPawnHash(SearchThread& thread);
-void FreePawnHash(SearchThread& thread);
-
-// Tables of `entries` slots for the search threads numbered 1..count, context i - 1 being thread i, each
-// announced with sizeMB.
-void AllocThreadPawnTables(SearchThread* contexts, int count, uint64_t entries, int sizeMB);
+// Replaces the table by a zero-filled one of `entries` slots (a power of two). A failed allocation prints a
+// message and leaves pawnHash null: its owner evaluates without a cache.
+void AllocPawnHash(PawnHashTable*& pawnHash, uint64_t entries, int sizeMB, bool announce, int threadNumber);
+// Empties the table (none: nothing to do); its memory stays.
+void ClearPawnHash(PawnHashTable* table);
+void FreePawnHash(PawnHashTable*& pawnHash);

@@ -86,7 +86,7 @@ int BenchCommand(int argc, char** argv) {
     settings.useSyzygy = 0;
     AllocateHashTable(HashEntriesForMB(hashMB), hashMB);
     for (int i = 0; i < threads; ++i)
-        AllocPawnHash(threadContexts[i], BENCH_PAWN_ENTRIES, 0, false, i + 1);
+        AllocPawnHash(threadContexts[i].pawnHash, BENCH_PAWN_ENTRIES, 0, false, i + 1);
     hashAge = 0;
 
     uint64_t totalNodes = 0;

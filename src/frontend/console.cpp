@@ -331,7 +331,7 @@ bool ReadCommand(char (&line)[LINE_BUFFER], bool& overlong) {
 
 void EnterConsole() {
     AllocateHashTable(settings.hashEntries, settings.hashSizeMB);
-    AllocPawnHash(mainContext, settings.pawnHashEntries, settings.pawnHashSizeMB, false, 0);
+    AllocPawnHash(mainContext.pawnHash, settings.pawnHashEntries, settings.pawnHashSizeMB, false, 0);
     AllocThreadPawnTables(threadContexts, settings.threadCount, settings.pawnHashEntries, settings.pawnHashSizeMB);
     if (settings.useSyzygy) InitTablebases(settings.dtzPath, settings.wdlPath);
     std::printf("\nWelcome in ferrolune\n");
@@ -341,7 +341,7 @@ void EnterConsole() {
 }  // namespace
 
 void PrintScore() {
-    const int16_t score = EvaluateTraced(mainContext);
+    const int16_t score = EvaluateTraced(*mainContext.current);
     PrintEvalTrace();
     std::printf("Score: %i\n", score);
     std::fflush(stdout);
@@ -350,7 +350,7 @@ void PrintScore() {
 bool SetSearchThreads(SearchThread* contexts, int count) {
     if (count < 1 || count > MAX_THREADS) return false;
     // All of them: a table left from an earlier, larger count would otherwise leak.
-    for (int i = 0; i < MAX_THREADS; ++i) FreePawnHash(contexts[i]);
+    for (int i = 0; i < MAX_THREADS; ++i) FreePawnHash(contexts[i].pawnHash);
     settings.threadCount = uint8_t(count);
     AllocThreadPawnTables(contexts, count, settings.pawnHashEntries, settings.pawnHashSizeMB);
     std::printf("Thread allocated for search: %i", count);

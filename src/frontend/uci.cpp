@@ -120,7 +120,7 @@ bool pawnTablesUsed = false;
 // Both clears keep the memory and cost next to nothing, so "readyok" is never held back.
 void ClearSearchTables() {
     if (pawnTablesUsed)
-        for (int i = 1; i <= settings.threadCount; ++i) ClearPawnHash(threadContexts[i - 1]);
+        for (int i = 1; i <= settings.threadCount; ++i) ClearPawnHash(threadContexts[i - 1].pawnHash);
     pawnTablesUsed = false;
     ClearHashTable();
 }

@@ -8,10 +8,10 @@
 #include "board/fen.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
-#include "frontend/config.h"
 #include "search/threads.h"
 #include "search/timeman.h"
 #include "search/tt.h"
+#include "settings/settings.h"
 #include "tablebases/tbprobe.h"
 
 Move lastPonderMove;
@@ -122,61 +122,6 @@ AspirationStep NextAspiration(int16_t reported, int16_t tbScore, int16_t alpha, 
         return {ROOT_ALPHA, ROOT_BETA, wasFull};
     }
     return {int16_t(reported - ASPIRATION), int16_t(reported + ASPIRATION), true};
-}
-
-uint64_t SearchRoot(SearchThread& thread, int depth, int16_t alpha, int16_t beta, MoveEntry* rootStart,
-                    MoveEntry* rootEnd, uint8_t tbLimit, PvLine& line) {
-    Position* root = thread.current;
-    PvLine child;
-    ClearLine(child);
-    Move best = 0;
-    bool raised = false;
-
-    // Hash move first, when it is one of the root moves: the tablebase filter may have removed it, and
-    // the record may come from another position with the same key.
-    uint64_t data = 0;
-    bool found = ProbeHash(*root, data, uint8_t(depth), 0, alpha, beta) != HashMiss;
-    Move hashMove = found ? HashBest(data) : 0;
-    const auto isHashMove = [hashMove](const MoveEntry& e) { return e.move == hashMove; };
-    if (hashMove && std::any_of(rootStart, rootEnd, isHashMove)) {
-        thread.current = MakeMove(root, hashMove);
-        int16_t v = int16_t(-AlphaBeta(thread, int16_t(depth - 1), 1, int16_t(-beta), int16_t(-alpha), tbLimit,
-                                       child));
-        thread.current = root;
-        if (v > alpha) {
-            alpha = v;
-            best = hashMove;
-            AdoptLine(line, hashMove, child);
-            raised = true;
-        }
-    }
-
-    for (MoveEntry* e = rootEnd; e-- > rootStart;) {
-        Move m = e->move;
-        if (found && m == hashMove) continue;
-        thread.current = MakeMove(root, m);
-        int16_t v;
-        if (raised) {
-            v = int16_t(-AlphaBeta(thread, int16_t(depth - 1), 1, int16_t(-alpha - 1), int16_t(-alpha), tbLimit,
-                                   child));
-            if (v > alpha)
-                v = int16_t(-AlphaBeta(thread, int16_t(depth - 1), 1, int16_t(-beta), int16_t(-alpha), tbLimit,
-                                       child));
-        } else {
-            v = int16_t(-AlphaBeta(thread, int16_t(depth - 1), 1, int16_t(-beta), int16_t(-alpha), tbLimit,
-                                   child));
-        }
-        thread.current = root;
-        if (v > alpha) {
-            alpha = v;
-            best = m;
-            AdoptLine(line, m, child);
-            raised = true;
-        }
-    }
-
-    StoreHash(*root, uint8_t(depth), 0, BoundExact, alpha, best);
-    return MakeSearchResult(best, alpha);
 }
 
 void PrintPv(const SearchThread& main, const PvLine& line) {

@@ -1,4 +1,4 @@
-// Iterative deepening, the root search and the search output.
+// Iterative deepening and the search output.
 #pragma once
 
 #include <cstdint>
@@ -9,17 +9,9 @@
 // The second move of the last accepted principal variation, 0 if none: the move to ponder on.
 extern Move lastPonderMove;
 
-// A search result: the move in the low 32 bits, the signed 16-bit score in the next 16.
-constexpr uint64_t MakeSearchResult(Move move, int16_t score) { return uint64_t(uint16_t(score)) << 32 | move; }
-constexpr Move ResultMove(uint64_t result) { return Move(result); }
-constexpr int16_t ResultScore(uint64_t result) { return int16_t(uint16_t(result >> 32)); }
-
 // The whole search of the position at main's current record. The caller has set timeControl.startTime
 // and the time allocation with its timer.
 uint64_t SearchMain(SearchThread& main);
-// One iteration of one thread at the root (ply 0); every root move is searched.
-uint64_t SearchRoot(SearchThread& thread, int depth, int16_t alpha, int16_t beta, MoveEntry* rootStart,
-                    MoveEntry* rootEnd, uint8_t tbLimit, PvLine& line);
 
 // The root window after an iteration that reported the score `reported` (tbScore is the tablebase root
 // score, 0 without one), and whether the next iteration goes one ply deeper or repeats the depth.

@@ -51,17 +51,3 @@ void PickBestCapture(MoveEntry* slot, MoveEntry* listStart) {
         if (entry->score > best->score) best = entry;
     if (best != slot) std::swap(*best, *slot);
 }
-
-void SortMovesDescending(MoveEntry* list, int first, int last) {
-    while (first < last) {
-        const int16_t pivot = list[first].score;
-        int left = first + 1, right = last;
-        while (left <= right) {
-            if (list[left].score > pivot) ++left;
-            else std::swap(list[left], list[right--]);
-        }
-        std::swap(list[first], list[left - 1]);
-        SortMovesDescending(list, left, last);
-        last = left - 2;
-    }
-}

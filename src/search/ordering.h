@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "board/types.h"
-#include "search/search.h"
+#include "search/context.h"
 
 inline uint16_t HistoryOf(const SearchThread& thread, Move m) {
     return thread.history[thread.current->side & 1][MoveFrom(m)][MoveTo(m)];
@@ -23,5 +23,3 @@ bool PickKiller(const SearchThread& thread, uint8_t ply, MoveEntry* slot, MoveEn
 void PickHistory(const SearchThread& thread, MoveEntry* slot, MoveEntry* listStart);
 // Brings into the slot the remaining entry with the highest score; on ties the one nearest the end wins.
 void PickBestCapture(MoveEntry* slot, MoveEntry* listStart);
-// Quicksort of list[first..last] (both included) by score, highest first; not stable.
-void SortMovesDescending(MoveEntry* list, int first, int last);

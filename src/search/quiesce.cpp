@@ -2,17 +2,14 @@
 
 #include <algorithm>
 
+#include "board/legality.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "board/see.h"
 #include "eval/evaluate.h"
-#include "search/legality.h"
 #include "search/ordering.h"
 
 namespace {
-
-// The quiescence search never goes beyond this ply; deeper children are scored statically.
-constexpr int QUIESCE_MAX_PLY = 127;
 
 // Searches one move of a quiescence node and returns its score for the node's side. While the search is
 // being stopped every move scores beta, so that each node cuts at once.
@@ -26,7 +23,7 @@ int SearchMove(SearchThread& thread, Move m, int16_t qdepth, uint8_t ply, int be
     } else if (iterationAbort) {
         score = beta;
     } else if (ply + 1 > QUIESCE_MAX_PLY) {
-        score = -Evaluate(thread);
+        score = -Evaluate(*thread.current, thread.pawnHash);
     } else {
         score = -Quiesce(thread, int16_t(qdepth - 1), uint8_t(ply + 1), int16_t(-beta), int16_t(-b), tbLimit);
     }
@@ -46,7 +43,7 @@ int16_t QuiesceNode(SearchThread& thread, int16_t evaluation, int16_t qdepth, ui
 
     Position* pos = thread.current;
     const Bitboard checkers = Checkers(*pos);
-    const int e = KNOWN ? evaluation : Evaluate(thread);
+    const int e = KNOWN ? evaluation : Evaluate(*thread.current, thread.pawnHash);
     if (!checkers && e >= beta) return int16_t(e);
     // The evaluation is a floor even in check; it only cuts when not in check.
     int b = std::max(alpha, e);

@@ -1,37 +1,29 @@
 #include "search/search.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
+#include "board/legality.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
 #include "eval/evaluate.h"
-#include "frontend/config.h"
-#include "search/legality.h"
 #include "search/ordering.h"
 #include "search/quiesce.h"
 #include "search/tt.h"
+#include "settings/settings.h"
 #include "tablebases/tbprobe.h"
-
-constinit SearchThread mainContext{};
 
 Position* NewGame() {
     hashAge = 0;
     return ResetStack(mainContext.positionStack);
 }
 
-uint32_t ProtocolMode = MODE_CONSOLE;
-Relaxed<uint32_t> searchStop;
-Relaxed<uint32_t> iterationAbort;
-Relaxed<uint32_t> pondering;
-Relaxed<uint32_t> infiniteSearch;
-Relaxed<uint32_t> ponderEnabled;
-
 namespace {
 
-// Plies beyond which the main search hands over to the quiescence search, and the quiescence search to
-// the static evaluation.
+// Plies beyond which the main search hands over to the quiescence search (which hands over to the static
+// evaluation beyond QUIESCE_MAX_PLY).
 constexpr int MAX_SEARCH_PLY = 63;
-constexpr int QUIESCE_MAX_PLY = 127;
 // Windows with an edge at or beyond this are mate searches: no futility, razoring or null move.
 constexpr int MATE_WINDOW = MATE_BOUND + 1;
 constexpr int FUTILITY_MARGIN = 70;
@@ -80,11 +72,11 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
 
     // 5. Too deep for the main search
     if (ply > MAX_SEARCH_PLY) {
-        if (ply + 1 > QUIESCE_MAX_PLY) return Evaluate(thread);
+        if (ply + 1 > QUIESCE_MAX_PLY) return Evaluate(*thread.current, thread.pawnHash);
         return Quiesce(thread, 0, uint8_t(ply + 1), int16_t(alpha), int16_t(beta), tbLimit);
     }
 
-    // 6.
+    // 6. Selective depth: the deepest ply reached in this iteration
     if (ply > thread.selDepth) thread.selDepth = ply;
 
     // 7. Mate-distance pruning
@@ -97,7 +89,7 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
     const bool futilityWindow = std::abs(beta) < MATE_WINDOW && std::abs(alpha) < MATE_WINDOW && !inCheck;
     int evaluation = 0;
     bool evaluated = false;
-    if (d <= 0 || (d <= 3 && futilityWindow)) evaluation = Evaluate(thread), evaluated = true;
+    if (d <= 0 || (d <= 3 && futilityWindow)) evaluation = Evaluate(*thread.current, thread.pawnHash), evaluated = true;
 
     // 8-9. Transposition table; a miss leaves data 0: no bound, no move
     uint64_t data = 0;
@@ -130,7 +122,7 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
     if (d <= 3) {
         // 12. Static futility, then razoring at non-PV nodes
         auto staticEval = [&] {
-            if (!evaluated) evaluation = Evaluate(thread), evaluated = true;
+            if (!evaluated) evaluation = Evaluate(*thread.current, thread.pawnHash), evaluated = true;
             return evaluation;
         };
         if (futilityWindow) {
@@ -292,4 +284,59 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
     }
     StoreHash(*pos, uint8_t(d), ply, raised ? BoundExact : BoundUpper, int16_t(b), best);
     return int16_t(b);
+}
+
+uint64_t SearchRoot(SearchThread& thread, int depth, int16_t alpha, int16_t beta, MoveEntry* rootStart,
+                    MoveEntry* rootEnd, uint8_t tbLimit, PvLine& line) {
+    Position* root = thread.current;
+    PvLine child;
+    std::memset(&child, 0, sizeof child);
+    Move best = 0;
+    bool raised = false;
+
+    // Hash move first, when it is one of the root moves: the tablebase filter may have removed it, and
+    // the record may come from another position with the same key.
+    uint64_t data = 0;
+    bool found = ProbeHash(*root, data, uint8_t(depth), 0, alpha, beta) != HashMiss;
+    Move hashMove = found ? HashBest(data) : 0;
+    const auto isHashMove = [hashMove](const MoveEntry& e) { return e.move == hashMove; };
+    if (hashMove && std::any_of(rootStart, rootEnd, isHashMove)) {
+        thread.current = MakeMove(root, hashMove);
+        int16_t v = int16_t(-AlphaBeta(thread, int16_t(depth - 1), 1, int16_t(-beta), int16_t(-alpha), tbLimit,
+                                       child));
+        thread.current = root;
+        if (v > alpha) {
+            alpha = v;
+            best = hashMove;
+            AdoptLine(line, hashMove, child);
+            raised = true;
+        }
+    }
+
+    for (MoveEntry* e = rootEnd; e-- > rootStart;) {
+        Move m = e->move;
+        if (found && m == hashMove) continue;
+        thread.current = MakeMove(root, m);
+        int16_t v;
+        if (raised) {
+            v = int16_t(-AlphaBeta(thread, int16_t(depth - 1), 1, int16_t(-alpha - 1), int16_t(-alpha), tbLimit,
+                                   child));
+            if (v > alpha)
+                v = int16_t(-AlphaBeta(thread, int16_t(depth - 1), 1, int16_t(-beta), int16_t(-alpha), tbLimit,
+                                       child));
+        } else {
+            v = int16_t(-AlphaBeta(thread, int16_t(depth - 1), 1, int16_t(-beta), int16_t(-alpha), tbLimit,
+                                   child));
+        }
+        thread.current = root;
+        if (v > alpha) {
+            alpha = v;
+            best = m;
+            AdoptLine(line, m, child);
+            raised = true;
+        }
+    }
+
+    StoreHash(*root, uint8_t(depth), 0, BoundExact, alpha, best);
+    return MakeSearchResult(best, alpha);
 }

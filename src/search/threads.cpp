@@ -6,9 +6,10 @@
 #include <system_error>
 #include <thread>
 
-#include "frontend/config.h"
-#include "search/iterate.h"
+#include "eval/pawns.h"
 #include "search/ordering.h"
+#include "search/search.h"
+#include "settings/settings.h"
 
 constinit SearchThread threadContexts[MAX_THREADS]{};
 
@@ -98,4 +99,8 @@ void tSearch(SearchThread* thread) {
             winnerPV = line;
         }
     }
+}
+
+void AllocThreadPawnTables(SearchThread* contexts, int count, uint64_t entries, int sizeMB) {
+    for (int i = 1; i <= count; ++i) AllocPawnHash(contexts[i - 1].pawnHash, entries, sizeMB, true, i);
 }

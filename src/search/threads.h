@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <mutex>
 
-#include "search/search.h"
+#include "search/context.h"
 
 constexpr int MAX_THREADS = 24;
 
@@ -29,3 +29,7 @@ uint64_t RunIteration(SearchThread& main);
 
 // The thread routine: one root search of the context, then the bid for the iteration's result.
 void tSearch(SearchThread* thread);
+
+// Pawn tables of `entries` slots for the search threads numbered 1..count, context i - 1 being thread i, each
+// announced with sizeMB.
+void AllocThreadPawnTables(SearchThread* contexts, int count, uint64_t entries, int sizeMB);

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "platform/clock.h"
-#include "search/search.h"
+#include "search/context.h"
 
 TimeControl timeControl;
 

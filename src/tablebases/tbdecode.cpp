@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "board/types.h"
+
 uint32_t binomial[5][64];
 uint32_t pawnIdx[5][24];
 uint32_t pawnFactor[5][4];

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "tablebases/tbregistry.h"
+#include "tablebases/tbfile.h"
 
 // binomial[k][n] = n over (k + 1).
 extern uint32_t binomial[5][64];

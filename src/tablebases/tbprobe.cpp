@@ -1,10 +1,10 @@
 #include "tablebases/tbprobe.h"
 
 #include <cstring>
+#include <utility>
 
 #include "board/makemove.h"
 #include "board/movegen.h"
-#include "search/ordering.h"
 #include "tablebases/tbdecode.h"
 #include "tablebases/tbregistry.h"
 
@@ -197,6 +197,21 @@ int DtzBeforeEnPassant(Position* pos, int& success) {
         if (v < best) best = v;
     }
     return best;
+}
+
+// Quicksort of list[first..last] (both included) by score, highest first; not stable.
+void SortMovesDescending(MoveEntry* list, int first, int last) {
+    while (first < last) {
+        const int16_t pivot = list[first].score;
+        int left = first + 1, right = last;
+        while (left <= right) {
+            if (list[left].score > pivot) ++left;
+            else std::swap(list[left], list[right--]);
+        }
+        std::swap(list[first], list[left - 1]);
+        SortMovesDescending(list, left, last);
+        last = left - 2;
+    }
 }
 
 }  // namespace

@@ -72,7 +72,10 @@ TEST(Fen, RejectsMalformedFieldsKeepingWhatWasWritten) {
     EXPECT_EQ(0, ParseFen(mainContext, "8/8/8/8/8/8/8/8 - - -", nullptr));  // fails before writing
     EXPECT_EQ(0, std::memcmp(pos, &before, sizeof(Position)));
     EXPECT_EQ(0, ParseFen(mainContext, "4k3/8/8/8/8/8/8/R3K3 b Q e6 5 1", nullptr));
-    EXPECT_TRUE(pos->side == 1 && pos->halfmoveClock == 5 && pos->castling == 0x10 && pos->epFile == 8);
+    EXPECT_EQ(pos->side, 1);
+    EXPECT_EQ(pos->halfmoveClock, 5);
+    EXPECT_EQ(pos->castling, 0x10);
+    EXPECT_EQ(pos->epFile, 8);
     EXPECT_EQ(pos->own, SquareBit(4));  // the black king on e8, seen from Black
 
     // Texts no legal move has.

@@ -1,4 +1,6 @@
+#include "board/legality.h"
 #include "board/makemove.h"
+#include "board/movegen.h"
 #include "search/threads.h"
 #include "support.h"
 
@@ -75,7 +77,9 @@ TEST(MakeMove, SpecialMovesRightsClockAndUnknownTypes) {
     EXPECT_EQ(MakeMove(pos, TextToMove(*pos, "a1a2"))->halfmoveClock, 0);  // the 8-bit clock wraps
     for (int type : {0, 7, 8, 15, 16, 30, 46, 255}) {
         Position* copy = MakeMove(pos, MakeMoveCode(type, 4, 12));
-        EXPECT_TRUE(copy->side == pos->side && copy->key == pos->key && copy->own == pos->own) << type;
+        EXPECT_EQ(copy->side, pos->side) << type;
+        EXPECT_EQ(copy->key, pos->key) << type;
+        EXPECT_EQ(copy->own, pos->own) << type;
     }
 }
 
@@ -134,11 +138,41 @@ TEST(MakeMove, StartKeyAndFlipRoundTrip) {
     Position flipped = *start;
     FlipPosition(flipped);
     // The start position is symmetric, so the other side's view looks the same but for colour and key.
-    EXPECT_TRUE(flipped.own == 0xFFFF && flipped.plane1 == start->plane1 && flipped.side == 1);
+    EXPECT_EQ(flipped.own, 0xFFFFu);
+    EXPECT_EQ(flipped.plane1, start->plane1);
+    EXPECT_EQ(flipped.side, 1);
     EXPECT_EQ(ComputeKey(flipped), start->key ^ SideKeys[0]);
     FlipPosition(flipped);
     EXPECT_EQ(0, std::memcmp(&flipped, start, sizeof(Position)));
     flipped.castling = 0x12;  // own kingside, opponent queenside: the nibbles swap
     FlipPosition(flipped);
     EXPECT_EQ(flipped.castling, 0x21);
+}
+
+// The move loops' shortcut agrees with the full legality test on every generated move of the test
+// positions and of the positions one move later, in check or not.
+TEST(NodeLegality, AgreesWithTheFullTest) {
+    REQUIRE_SHARED_FILE(path, "testdata/movegen.tsv");
+    std::ifstream in(path);
+    int moves = 0, illegal = 0;
+    const auto compare = [&](const Position& pos, const std::string& fen) {
+        const NodeLegality isLegal(pos, Checkers(pos) != 0);
+        MoveEntry list[MOVELIST_SIZE];
+        for (MoveEntry *e = list, *end = GenerateAll(pos, list); e < end; ++e, ++moves) {
+            illegal += !IsLegal(pos, e->move);
+            ASSERT_EQ(isLegal(e->move), IsLegal(pos, e->move)) << fen << " move " << std::hex << e->move;
+        }
+    };
+    // En passant that opens the a1-h8 diagonal by taking the pawn off e5, the pawn on f5 being off it.
+    std::vector<std::string> fens = {"7b/8/8/4pP2/8/7k/8/K7 w - e6 0 1"};
+    for (std::string line; std::getline(in, line);) fens.push_back(line.substr(0, line.find('\t')));
+    for (const std::string& fen : fens) {
+        Position* pos = LoadGame(fen);
+        compare(*pos, fen);
+        MoveEntry list[MOVELIST_SIZE];
+        for (MoveEntry *e = list, *end = GenerateLegal(*pos, list); e < end; ++e)
+            compare(*MakeMove(pos, e->move), fen + " after " + std::to_string(e->move));
+    }
+    EXPECT_GT(moves, 200000);
+    EXPECT_GT(illegal, 1000);
 }

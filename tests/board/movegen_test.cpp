@@ -39,7 +39,9 @@ TEST(Movegen, EvasionsAndQuietChecksAgainstFullGeneration) {
         }
         std::set<Move> checks;
         for (MoveEntry *e = list, *end = GenerateQuietChecks(pos, list); e < end; ++e) {
-            EXPECT_TRUE(pseudo.count(e->move) && !(MoveType(e->move) & 8) && !MovePromotion(e->move)) << c.fen;
+            EXPECT_EQ(pseudo.count(e->move), 1u) << c.fen << ": a quiet check that no generator makes";
+            EXPECT_EQ(MoveType(e->move) & CAPTURE, 0) << c.fen << ": a capture among the quiet checks";
+            EXPECT_EQ(MovePromotion(e->move), 0) << c.fen << ": a promotion among the quiet checks";
             checks.insert(e->move);
         }
         for (MoveEntry *e = all, *end = GenerateQuiets(pos, all); e < end; ++e) {

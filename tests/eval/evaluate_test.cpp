@@ -16,7 +16,7 @@ SearchThread& Plain() {
 
 int EvalFen(const std::string& fen) {
     LoadGame(fen, nullptr, Plain());
-    return Evaluate(Plain());
+    return Evaluate(*Plain().current, nullptr);
 }
 
 // The same game with the colours exchanged: ranks mirrored, piece colours and the side to move swapped.
@@ -55,7 +55,7 @@ TEST(Evaluate, ScoresOfKnownPositions) {
 TEST(Evaluate, PieceTermsInThinnedPositions) {
     const auto term = [&](const char* fen, int cell) {
         LoadGame(fen, nullptr, Plain());
-        EvaluateTraced(Plain());
+        EvaluateTraced(*Plain().current);
         return EvalTrace[0][cell];
     };
     // Phase 5 scores king safety yet uses the endgame rook mobility (a1, f1, g1, h1: (4 - 7) * 4);
@@ -89,20 +89,20 @@ TEST(Evaluate, PieceTermsInThinnedPositions) {
 TEST(Evaluate, MirrorCacheAndTraceAgreeOverTestPositions) {
     REQUIRE_SHARED_FILE(path, "testdata/movegen.tsv");
     auto cached = std::make_unique<SearchThread>();
-    AllocPawnHash(*cached, 16, 0, false, 0);  // a tiny table: the positions evict each other's entries
+    AllocPawnHash(cached->pawnHash, 16, 0, false, 0);  // a tiny table: the positions evict each other's entries
     ASSERT_NE(cached->pawnHash, nullptr);
     for (const MovegenRecord& c : ReadMovegenRecords(path)) {
         const Position before = *LoadGame(c.fen, nullptr, Plain());
-        const int score = Evaluate(Plain());
+        const int score = Evaluate(*Plain().current, nullptr);
         EXPECT_EQ(memcmp(&before, Plain().current, sizeof(Position)), 0) << c.fen;
         EXPECT_EQ(EvalFen(MirrorFen(c.fen)), score) << c.fen;
         LoadGame(c.fen, nullptr, *cached);
-        EXPECT_EQ(Evaluate(*cached), score) << c.fen;
-        EXPECT_EQ(Evaluate(*cached), score) << c.fen;
-        EXPECT_EQ(EvaluateTraced(*cached), score) << c.fen;
+        EXPECT_EQ(Evaluate(*cached->current, cached->pawnHash), score) << c.fen;
+        EXPECT_EQ(Evaluate(*cached->current, cached->pawnHash), score) << c.fen;
+        EXPECT_EQ(EvaluateTraced(*cached->current), score) << c.fen;
         EXPECT_EQ(int16_t(SideFromTrace(0) + 10 - SideFromTrace(1)), score) << c.fen;
     }
-    FreePawnHash(*cached);
+    FreePawnHash(cached->pawnHash);
 }
 
 // The console's "score" prints this table filled in (its transcript checks that); here, the layout.

@@ -67,10 +67,16 @@ TEST(PawnHash, KeysAndAllocation) {
     EXPECT_NE(PawnKey(*thread->current), whiteKey);
     EXPECT_EQ(PawnKey(*LoadGame("4k3/pp6/8/8/3N4/8/6PP/2R1K3 w - - 0 1")), whiteKey);
     EXPECT_EQ(PawnKey(*LoadGame("4k3/8/8/8/8/8/8/4K3 b - - 0 1")), 0u);
+    // Adding the pawns changes the pawn key as it changes the position key, with either side to move.
+    for (const char* side : {" w", " b"}) {
+        const Position withPawns = *LoadGame(std::string("4k3/pp6/8/8/8/8/6PP/4K3") + side + " - - 0 1");
+        const Position without = *LoadGame(std::string("4k3/8/8/8/8/8/8/4K3") + side + " - - 0 1");
+        EXPECT_EQ(PawnKey(withPawns) ^ PawnKey(without), withPawns.key ^ without.key) << side;
+    }
 
     // A table that cannot be allocated leaves the thread computing without a cache.
-    EXPECT_EQ(Printed([&] { AllocPawnHash(*thread, uint64_t(1) << 62, 1 << 30, true, 1); }),
+    EXPECT_EQ(Printed([&] { AllocPawnHash(thread->pawnHash, uint64_t(1) << 62, 1 << 30, true, 1); }),
               "HashPawn Table Memory Allocation Failed!\n");
     EXPECT_EQ(thread->pawnHash, nullptr);
-    EXPECT_EQ(CachedPawnStructure(*thread).score, EvaluatePawnStructure(*thread->current).score);
+    EXPECT_EQ(CachedPawnStructure(thread->pawnHash, *thread->current).score, EvaluatePawnStructure(*thread->current).score);
 }

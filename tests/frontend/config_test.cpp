@@ -72,6 +72,9 @@ TEST(Settings, AcceptedValuesAndDerivedSizes) {
              .c_str());
     EXPECT_EQ(Summary(), "63 2 1 2/1048576 1/1048576 " + std::string(99, 'b') +
                              " 1 1 1 [] [] 5 | 20 5 5 5 15 | 720000 720000 720000");
+    // Depth 2 is the shallowest accepted.
+    Load("[ENGINE]\nMaxDepth=1\n");
+    EXPECT_EQ(settings.maxDepth, 63);
 }
 
 // Copying the shipped example unchanged must give the engine of no settings file at all.

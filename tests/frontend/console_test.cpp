@@ -1,3 +1,4 @@
+#include <chrono>
 #include <regex>
 
 #include "frontend/gameend.h"
@@ -70,6 +71,15 @@ TEST(ConsoleTranscript, NumberCommandsAndTheirErrors) {
     EngineRun run = Console("sd 64\nsd 9999\nsd 2\nsd 1\nsdx\nst 0\nstop\nst 5\nq\n");
     EXPECT_EQ(run.out, PROMPT + depthError + PROMPT + PROMPT + PROMPT + depthError + PROMPT + depthError + PROMPT +
                            timeError + PROMPT + timeError + PROMPT + PROMPT);
+}
+
+// "st" counts seconds: under "st 1" a search of the start position, which no depth limit ends, runs about one.
+TEST(ConsoleTranscript, MoveTimeInSeconds) {
+    const auto start = std::chrono::steady_clock::now();
+    EngineRun run = Console("st 1\ngo\nq\n");
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_NE(run.out.find("Bestmove: "), std::string::npos) << run.out;
+    EXPECT_GE(seconds, 0.8) << run.out;
 }
 
 // Named test positions, one with Black to move; the word must stand alone.
@@ -246,7 +256,8 @@ TEST(GameEnd, ResultLines) {
         const Position* pos = LoadGame(fen, moves.c_str());
         const Position saved = *pos;
         const std::string out = Printed([] { CheckGameEnd(mainContext); });
-        EXPECT_TRUE(mainContext.current == pos && pos->key == saved.key);
+        EXPECT_EQ(mainContext.current, pos);
+        EXPECT_EQ(pos->key, saved.key);
         return out;
     };
     EXPECT_EQ(result(START, "f2f3 e7e5 g2g4 d8h4"), "0-1 {Black mates}\n");

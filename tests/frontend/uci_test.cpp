@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <thread>
 
-#include "frontend/config.h"
 #include "frontend/uci.h"
 #include "search/timeman.h"
+#include "settings/settings.h"
 #include "support.h"
 
 namespace {

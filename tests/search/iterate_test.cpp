@@ -1,9 +1,9 @@
 #include "board/makemove.h"
-#include "frontend/config.h"
 #include "frontend/uci.h"
 #include "search/iterate.h"
 #include "search/threads.h"
 #include "search/timeman.h"
+#include "settings/settings.h"
 #include "support.h"
 #include "tablebases/tbprobe.h"
 
@@ -48,13 +48,27 @@ TEST(Iterate, SingleLegalMoveDepthLimitAndThreads) {
         settings.threadCount = uint8_t(threads);
         LoadGame("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1");
         EXPECT_TRUE(IsRootMove(ResultMove(Search(out)))) << "threads " << threads;
-        EXPECT_TRUE(winnerThread >= 1 && winnerThread <= threads);
+        EXPECT_GE(winnerThread, 1);
+        EXPECT_LE(winnerThread, threads);
         LoadGame("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
         const uint64_t result = Search(out);
         EXPECT_EQ(ResultMove(result), TextToMove(*mainContext.current, "a1a8"));
         EXPECT_EQ(ResultScore(result), 19999);
         EXPECT_NE(out.find("Mate in 1 \n"), std::string::npos) << out;
     }
+
+    // The move to ponder on is the reply the line expects: the second move of the last line printed.
+    settings.threadCount = 1;
+    settings.maxDepth = 4;
+    settings.postThinking = 1;
+    LoadGame("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1");
+    const Move best = ResultMove(Search(out));
+    std::istringstream lastLine(out.substr(out.rfind('\n', out.size() - 2) + 1));
+    std::string word, first, second;
+    for (int i = 0; i < 4; ++i) lastLine >> word;  // depth, score, time and nodes
+    lastLine >> first >> second;
+    EXPECT_EQ(TextToMove(*mainContext.current, first.c_str()), best) << out;
+    EXPECT_EQ(lastPonderMove, TextToMove(*MakeMove(mainContext.current, best), second.c_str())) << out;
 }
 
 TEST(Iterate, PrintedLinesInBothDialects) {
@@ -74,6 +88,7 @@ TEST(Iterate, PrintedLinesInBothDialects) {
     };
     ProtocolMode = MODE_UCI;
     EXPECT_EQ(print(-19998).rfind("info depth  5 score mate -1 nodes       1234 time ", 0), 0u);
+    EXPECT_EQ(print(19997).rfind("info depth  5 score mate  2 nodes       1234 time ", 0), 0u);
     // A tablebase win stays in centipawns; under half a second nps is 0.
     std::string out = print(15000);
     EXPECT_EQ(out.rfind("info depth  5 seldepth  9 score cp  15000 nodes       1234 time ", 0), 0u) << out;

@@ -1,10 +1,9 @@
 #include "eval/evaluate.h"
-#include "frontend/config.h"
-#include "search/legality.h"
 #include "search/ordering.h"
 #include "search/quiesce.h"
-#include "search/threads.h"
+#include "search/search.h"
 #include "search/tt.h"
+#include "settings/settings.h"
 #include "support.h"
 
 namespace {
@@ -13,8 +12,11 @@ const char* const BACK_RANK = "6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1";
 
 class SearchTest : public testing::Test {
 protected:
-    // A context of the engine's own: the repetition scan knows where their stacks begin.
-    static SearchThread& Thread() { return threadContexts[MAX_THREADS - 1]; }
+    // A context of the tests' own, without a pawn table, so that no search of the engine's shares it.
+    static SearchThread& Thread() {
+        static const auto thread = std::make_unique<SearchThread>();
+        return *thread;
+    }
     void SetUp() override {
         settings.useSyzygy = 0;
         SearchThread& t = Thread();
@@ -111,50 +113,22 @@ TEST_F(SearchTest, StopFlagsUnwindWithoutStores) {
 
 TEST_F(SearchTest, QuiescenceCapturesChecksAndMates) {
     SearchThread& t = Load("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1");
-    const int quiet = Evaluate(t);
+    const int quiet = Evaluate(*t.current, t.pawnHash);
     EXPECT_EQ(Quiesce(t, 0, 1, -30000, 30000, 0), quiet);
     EXPECT_EQ(Quiesce(t, 0, 1, int16_t(quiet + 5), int16_t(quiet + 10), 0), quiet + 5);
 
     // A queen taking a defended pawn is not searched; taking an undefended one is.
     Load("4k3/8/2p5/3p4/8/8/8/3QK3 w - - 0 1");
-    const int defended = Evaluate(t);
+    const int defended = Evaluate(*t.current, t.pawnHash);
     EXPECT_EQ(Quiesce(t, -2, 1, -30000, 30000, 0), defended);
     Load("4k3/8/8/3p4/8/8/8/3QK3 w - - 0 1");
-    const int undefended = Evaluate(t);
+    const int undefended = Evaluate(*t.current, t.pawnHash);
     EXPECT_GT(Quiesce(t, -2, 1, -30000, 30000, 0), undefended + 50);
 
     // Quiet checks only at the first two levels: a mate by a quiet check is seen at qdepth 0, not at -2.
     Load(BACK_RANK);
     EXPECT_EQ(Quiesce(t, 0, 1, -30000, 30000, 0), 19998);
     EXPECT_LT(Quiesce(t, -2, 1, -30000, 30000, 0), 19000);
-}
-
-// The move loops' shortcut agrees with the full legality test on every generated move of the test
-// positions and of the positions one move later, in check or not.
-TEST_F(SearchTest, NodeLegalityAgreesWithTheFullTest) {
-    REQUIRE_SHARED_FILE(path, "testdata/movegen.tsv");
-    std::ifstream in(path);
-    int moves = 0, illegal = 0;
-    const auto compare = [&](const Position& pos, const std::string& fen) {
-        const NodeLegality isLegal(pos, Checkers(pos) != 0);
-        MoveEntry list[MOVELIST_SIZE];
-        for (MoveEntry *e = list, *end = GenerateAll(pos, list); e < end; ++e, ++moves) {
-            illegal += !IsLegal(pos, e->move);
-            ASSERT_EQ(isLegal(e->move), IsLegal(pos, e->move)) << fen << " move " << std::hex << e->move;
-        }
-    };
-    // En passant that opens the a1-h8 diagonal by taking the pawn off e5, the pawn on f5 being off it.
-    std::vector<std::string> fens = {"7b/8/8/4pP2/8/7k/8/K7 w - e6 0 1"};
-    for (std::string line; std::getline(in, line);) fens.push_back(line.substr(0, line.find('\t')));
-    for (const std::string& fen : fens) {
-        Position* pos = Load(fen.c_str()).current;
-        compare(*pos, fen);
-        MoveEntry list[MOVELIST_SIZE];
-        for (MoveEntry *e = list, *end = GenerateLegal(*pos, list); e < end; ++e)
-            compare(*MakeMove(pos, e->move), fen + " after " + std::to_string(e->move));
-    }
-    EXPECT_GT(moves, 200000);
-    EXPECT_GT(illegal, 1000);
 }
 
 TEST_F(SearchTest, TablebaseScoresInTheTree) {

@@ -123,12 +123,23 @@ TEST(TablebaseProbe, RootFilterBoundsTheWinByTheClockAndByRepetition) {
     EXPECT_EQ(repeated, (std::multiset<int>{5, 5}));
 }
 
+// A capture that only draws gives an exact result, not one from a winning capture: Rxd5 Kxd5 leaves bare kings.
+TEST(TablebaseProbe, ADrawingCaptureIsExact) {
+    REQUIRE_SHARED_FILE(tables, "syzygy/KRvKR.rtbw");
+    LoadTables(tables.parent_path().string());
+    int success = 0;
+    EXPECT_EQ(ProbeWdl(LoadGame("8/8/3k4/3r4/8/3R4/3K4/8 w - - 0 1"), success), 0);
+    EXPECT_EQ(success, 1);
+}
+
 TEST(TablebaseProbe, BareKingsNeedNoTableAndMissingTablesFail) {
     ScratchDir dir("empty");
     LoadTables(dir.path.string());
     int success = 7;
-    EXPECT_TRUE(ProbeWdl(LoadGame("8/8/3k4/8/8/3K4/8/8 w - - 0 1"), success) == 0 && success == 1);
-    EXPECT_TRUE(ProbeDtz(LoadGame("8/8/3k4/8/8/3K4/8/8 b - - 0 1"), success) == 0 && success == 1);
+    EXPECT_EQ(ProbeWdl(LoadGame("8/8/3k4/8/8/3K4/8/8 w - - 0 1"), success), 0);
+    EXPECT_EQ(success, 1);
+    EXPECT_EQ(ProbeDtz(LoadGame("8/8/3k4/8/8/3K4/8/8 b - - 0 1"), success), 0);
+    EXPECT_EQ(success, 1);
     // A winning capture down to bare kings needs no table either, but the position's own table is still read.
     for (const char* fen : {"8/8/3k4/8/8/3K4/8/7Q w - - 0 1", "8/8/3k4/8/8/3K4/3r4/8 w - - 0 1"})
         EXPECT_TRUE((ProbeWdl(LoadGame(fen), success), success == 0)) << fen;

@@ -46,7 +46,9 @@ TEST(TablebaseRegistry, RegistrationReadsOnlyTheNameOfAnExistingWdlFile) {
     TableEntry* e = EntryOf("KRvK");
     ASSERT_NE(e, nullptr);
     EXPECT_EQ(EntryOf("KvKR"), e);
-    EXPECT_TRUE(e->num == 3 && e->encType == 0 && !e->ready);
+    EXPECT_EQ(e->num, 3);
+    EXPECT_EQ(e->encType, 0);
+    EXPECT_FALSE(e->ready);
 
     for (const char* name : {"KPvKP", "KRvKP", "KPPvKP", "KQQvK", "KQQvKRR", "KRRvKR"})
         Touch(dir.path / (std::string(name) + ".rtbw"));
@@ -57,7 +59,9 @@ TEST(TablebaseRegistry, RegistrationReadsOnlyTheNameOfAnExistingWdlFile) {
     for (const char* name : {"KPvKP", "KRvKP", "KPPvKP"})
         pawns += std::to_string(EntryOf(name)->pawns[0]) + std::to_string(EntryOf(name)->pawns[1]) + " ";
     EXPECT_EQ(pawns, "11 10 12 ");
-    EXPECT_TRUE(EntryOf("KQQvK")->encType == 2 && EntryOf("KQQvKRR")->encType == 2 && EntryOf("KRRvKR")->encType == 0);
+    EXPECT_EQ(EntryOf("KQQvK")->encType, 2);
+    EXPECT_EQ(EntryOf("KQQvKRR")->encType, 2);
+    EXPECT_EQ(EntryOf("KRRvKR")->encType, 0);
     EXPECT_EQ(EntryOf("KQQvKRR")->num, 6);
     EXPECT_EQ(EntryOf("KQvK"), nullptr);
 }

@@ -1,4 +1,4 @@
-// The legality test of the search's move loops, answered without the attack test where the answer is
+// The legality test of a node's move loop, answered without the attack test where the answer is
 // already known.
 #pragma once
 
@@ -17,9 +17,8 @@ class NodeLegality {
         : pos_(pos), tested_(inCheck ? ~Bitboard(0) : QueenAttacks(OwnKingSquare(pos), 0)) {}
 
     bool operator()(Move m) const {
-        constexpr int EN_PASSANT = 41;
         const int type = MoveType(m);
-        if ((tested_ >> MoveFrom(m) & 1) || (type & 7) == KING || type == EN_PASSANT) return IsLegal(pos_, m);
+        if ((tested_ >> MoveFrom(m) & 1) || MovesKing(type) || type == EN_PASSANT) return IsLegal(pos_, m);
         return true;
     }
 
