@@ -43,6 +43,9 @@ inline void AdoptLine(PvLine& line, Move m, const PvLine& child) {
     line.count = uint8_t(child.count < 64 ? child.count + 1 : 64);
 }
 
+// Search threads at most, each with a context of its own beside the main one.
+constexpr int MAX_THREADS = 24;
+
 // The main context: it holds the game.
 extern SearchThread mainContext;
 

@@ -6,8 +6,6 @@
 
 #include "search/context.h"
 
-constexpr int MAX_THREADS = 24;
-
 // Odd-numbered threads search the iteration's depth, even-numbered ones a ply deeper.
 constexpr uint8_t DEPTH_OFFSETS[MAX_THREADS] = {0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1,
                                                 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1};

@@ -12,8 +12,7 @@
 
 #include "board/fen.h"
 #include "platform/memory.h"
-#include "search/search.h"
-#include "search/threads.h"
+#include "search/context.h"
 
 uint8_t hashAge = 0;
 
