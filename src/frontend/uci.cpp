@@ -117,7 +117,8 @@ bool SameWord(const char* word, size_t length, const char* keyword) {
 // Set by every search: the pawn tables may hold entries.
 bool pawnTablesUsed = false;
 
-// Both clears keep the memory and cost next to nothing, so "readyok" is never held back.
+// Both clears keep the memory and cost next to nothing. Only the first clear of a large table waits, for the
+// thread that backs its memory, so that the first search does not.
 void ClearSearchTables() {
     if (pawnTablesUsed)
         for (int i = 1; i <= settings.threadCount; ++i) ClearPawnHash(threadContexts[i - 1].pawnHash);
