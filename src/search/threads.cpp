@@ -9,6 +9,7 @@
 #include "eval/pawns.h"
 #include "search/ordering.h"
 #include "search/search.h"
+#include "search/tt.h"
 #include "settings/settings.h"
 
 constinit SearchThread threadContexts[MAX_THREADS]{};
@@ -99,6 +100,7 @@ void tSearch(SearchThread* thread) {
             winnerPV = line;
         }
     }
+    ParkSlotRun();
 }
 
 void AllocThreadPawnTables(SearchThread* contexts, int count, uint64_t entries, int sizeMB) {

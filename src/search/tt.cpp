@@ -54,7 +54,7 @@ constexpr uint64_t CLAIMING = ~uint64_t(0);
 constexpr uint32_t LAST_EPOCH = ~uint32_t(0) - 1;
 
 // A pooled table has a few thousand more slots than blocks: each block takes at most one slot an epoch, and
-// slots go to threads in runs, at most one of them partly used per thread running at once (see ParkRun).
+// slots go to threads in runs, at most one of them partly used per thread running at once (see ParkSlotRun).
 constexpr uint64_t SLOT_RUN = 64;
 constexpr uint64_t SPARE_SLOTS = 4096;
 static_assert((MAX_THREADS + 1) * SLOT_RUN <= SPARE_SLOTS);
@@ -283,17 +283,6 @@ std::mutex& ParkedMutex() {
 SlotRun parkedRuns[MAX_THREADS + 1];
 int parkedCount = 0;
 
-void ParkRun(const SlotRun& run) {
-    const uint32_t epoch = transpositionTable.epoch;
-    if (run.epoch != epoch || run.next >= run.end) return;
-    std::lock_guard lock(ParkedMutex());
-    int kept = 0;
-    for (int i = 0; i < parkedCount; ++i)
-        if (parkedRuns[i].epoch == epoch) parkedRuns[kept++] = parkedRuns[i];
-    parkedCount = kept;
-    if (parkedCount < int(std::size(parkedRuns))) parkedRuns[parkedCount++] = run;
-}
-
 bool UnparkRun(SlotRun& run, uint32_t epoch) {
     std::lock_guard lock(ParkedMutex());
     while (parkedCount > 0) {
@@ -303,10 +292,9 @@ bool UnparkRun(SlotRun& run, uint32_t epoch) {
     return false;
 }
 
-struct ThreadSlotRun : SlotRun {
-    ~ThreadSlotRun() { ParkRun(*this); }
-};
-thread_local ThreadSlotRun threadRun;
+// Parked by an explicit call, not by a thread-local destructor: MinGW runs those only after the thread has
+// been joined, when the next iteration's threads have already taken fresh runs.
+thread_local SlotRun threadRun;
 
 // The next pool slot for the calling thread, or NO_SLOT when the pool has run out.
 uint64_t TakeSlot(TranspositionTable& tt) {
@@ -358,6 +346,21 @@ HashRecord* ClaimLine(TranspositionTable& tt, uint64_t line) {
 }
 
 }  // namespace
+
+void ParkSlotRun() {
+    SlotRun& run = threadRun;
+    const uint32_t epoch = transpositionTable.epoch;
+    if (run.epoch != epoch || run.next >= run.end) return;
+    {
+        std::lock_guard lock(ParkedMutex());
+        int kept = 0;
+        for (int i = 0; i < parkedCount; ++i)
+            if (parkedRuns[i].epoch == epoch) parkedRuns[kept++] = parkedRuns[i];
+        parkedCount = kept;
+        if (parkedCount < int(std::size(parkedRuns))) parkedRuns[parkedCount++] = run;
+    }
+    run = {};
+}
 
 void StoreHashAt(const Position& pos, uint8_t depth, uint8_t ply, int flags, int16_t score, Move move,
                  uint64_t index) {

@@ -113,3 +113,7 @@ int16_t ProbeHashAt(const Position& pos, uint64_t& data, uint8_t depth, uint8_t 
                     uint64_t index);
 void StoreHashAt(const Position& pos, uint8_t depth, uint8_t ply, int flags, int16_t score, Move move,
                  uint64_t index);
+// A thread that has stored into a pooled table takes its slots in runs; before it ends it hands back what is
+// left of its run, for the next thread to use. A thread that does not loses at most one run until the next
+// clear.
+void ParkSlotRun();
