@@ -292,8 +292,8 @@ bool UnparkRun(SlotRun& run, uint32_t epoch) {
     return false;
 }
 
-// Parked by an explicit call, not by a thread-local destructor: MinGW runs those only after the thread has
-// been joined, when the next iteration's threads have already taken fresh runs.
+// Parked by an explicit call, not by a thread-local destructor: in MinGW builds such a destructor runs on
+// storage the thread has already freed, so it read a clobbered run and parked nothing.
 thread_local SlotRun threadRun;
 
 // The next pool slot for the calling thread, or NO_SLOT when the pool has run out.

@@ -177,7 +177,7 @@ INSTANTIATE_TEST_SUITE_P(InPlaceAndPooled, TranspositionTableTest, testing::Valu
 
 // The pool hands out slots in runs. Search threads last one iteration; what a thread leaves of its run must
 // go to the next, or long analysis runs the pool dry. (Threads hand their runs back themselves: MinGW runs
-// thread-local destructors too late for the next thread.) When the pool does run dry, stores into blocks not yet
+// thread-local destructors on freed storage.) When the pool does run dry, stores into blocks not yet
 // live are dropped and everything else goes on.
 TEST(PooledTranspositionTable, SlotRunsOutliveThreadsAndAFullPoolDropsNewBlocks) {
     TranspositionTable& tt = transpositionTable;
