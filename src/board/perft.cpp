@@ -1,15 +1,67 @@
 #include "board/perft.h"
 
 #include "board/attacks.h"
-#include "board/fen.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
 
 namespace {
 
-
 // Pawn destinations count four times on the last rank, once per promotion piece.
 inline int PawnMoveCount(Bitboard targets) { return PopCount(targets) + 3 * PopCount(targets & RANK_8); }
+
+// The direct counts below assume exactly one own king, on e1 when a castling right is left, no pawn on the
+// first or last rank and a valid en-passant file; other positions go to the generators.
+inline bool DirectlyCountable(const Position& pos) {
+    const Bitboard ownKings = Kings(pos) & pos.own;
+    return ownKings && !(ownKings & (ownKings - 1)) && !(Pawns(pos) & (RANK_1 | RANK_8)) && pos.epFile <= 8 &&
+           (!(pos.castling & OWN_CASTLING) || ownKings == SquareBit(E1));
+}
+
+// The opponent pieces giving check and the own pieces pinned to the king, each pin with the line its piece
+// may still move along (the squares between king and pinner, and the pinner's).
+struct KingLines {
+    Bitboard checkers = 0;
+    Bitboard pinned = 0;
+    int pinCount = 0;
+    int pinSquare[8];
+    Bitboard pinLine[8];
+};
+
+// Sliders are found through the own pieces: one with nothing between it and the king checks, one with a
+// single piece between pins it (the ray stops at the first opponent piece, so that piece is an own one).
+inline void FindKingLines(const Position& pos, int king, Bitboard occupied, Bitboard opponent, KingLines& k) {
+    const Bitboard kingBit = SquareBit(king);
+    k.checkers = ((KnightAttacks[king] & Knights(pos)) | (OpponentPawnSources(kingBit) & Pawns(pos))) & opponent;
+    Bitboard snipers = ((RookAttacks(king, opponent) & RooksQueens(pos)) |
+                        (BishopAttacks(king, opponent) & BishopsQueens(pos))) &
+                       opponent;
+    while (snipers) {
+        const int sniper = PopLsb(snipers);
+        const Bitboard between = Between[king][sniper];
+        const Bitboard blocker = between & occupied;
+        if (!blocker) {
+            k.checkers |= SquareBit(sniper);
+        } else if (!(blocker & (blocker - 1))) {
+            k.pinned |= blocker;
+            k.pinSquare[k.pinCount] = Lsb(blocker);
+            k.pinLine[k.pinCount] = between | SquareBit(sniper);
+            ++k.pinCount;
+        }
+    }
+}
+
+// Castling as the generator offers it (right, empty path, king and the passed square not attacked) and the
+// legality test accepts it (the destination safe with the king gone from e1). The destination attacked
+// with the king on e1 is attacked without it too, so the generator's own test of it is implied.
+inline bool CanCastle(const Position& pos, Bitboard occupied, Bitboard opponent, Bitboard path, int passed,
+                      int to) {
+    if (occupied & path) return false;
+    if (AttackersOf(pos, passed, occupied, opponent)) return false;
+    return !AttackersOf(pos, to, (occupied ^ SquareBit(E1)) | SquareBit(to), opponent);
+}
+
+constexpr Bitboard QUEENSIDE_PATH = SquareBit(B1) | SquareBit(C1) | SquareBit(D1);
+constexpr Bitboard KINGSIDE_PATH = SquareBit(F1) | SquareBit(G1);
 
 // Perft(1) by generator and legality test, for positions the direct count does not cover.
 uint64_t LeafCountByGeneration(const Position& pos) {
@@ -22,20 +74,17 @@ uint64_t LeafCountByGeneration(const Position& pos) {
 }
 
 // Perft(1) without generating: the number of moves the generators produce and the legality test accepts,
-// counted from check and pin masks; with none, 1 for stalemate and 0 for mate. It assumes exactly one own
-// king, on e1 when a castling right is left, and no pawn on the first or last rank; other positions go to
-// the generating count.
+// counted from check and pin masks; with none, 1 for stalemate and 0 for mate.
 uint64_t LeafCount(const Position& pos) {
+    if (!DirectlyCountable(pos)) return LeafCountByGeneration(pos);
     const Bitboard own = pos.own, occupied = Occupied(pos), opponent = occupied ^ own, empty = ~occupied;
     const Bitboard ownKings = Kings(pos) & own;
     const Bitboard pawns = Pawns(pos);
-    if ((ownKings & (ownKings - 1)) || !ownKings || (pawns & (RANK_1 | RANK_8)) || pos.epFile > 8 ||
-        ((pos.castling & OWN_CASTLING) && ownKings != SquareBit(E1)))
-        return LeafCountByGeneration(pos);
-
     const int king = Lsb(ownKings);
-    const Bitboard rooksQueens = RooksQueens(pos), bishopsQueens = BishopsQueens(pos);
-    const Bitboard checkers = AttackersOf(pos, king, occupied, opponent);
+
+    KingLines lines;
+    FindKingLines(pos, king, occupied, opponent, lines);
+    const Bitboard checkers = lines.checkers;
 
     int count = 0;
     // King steps and captures: the destination must be safe with the king gone from its square.
@@ -47,39 +96,33 @@ uint64_t LeafCount(const Position& pos) {
 
     if (checkers & (checkers - 1)) return count;
 
-    // Own pieces alone between the king and an opponent slider may only move along that line.
-    Bitboard pinned = 0;
-    Bitboard snipers = ((RookAttacks(king, opponent) & rooksQueens) | (BishopAttacks(king, opponent) & bishopsQueens)) &
-                       opponent;
-    while (snipers) {
-        int sniper = PopLsb(snipers);
-        Bitboard blocker = Between[king][sniper] & occupied;
-        if (!blocker || (blocker & (blocker - 1))) continue;
-        pinned |= blocker;
-        if (checkers) continue;  // a pinned piece never answers a check from elsewhere
-        const Bitboard line = Between[king][sniper] | SquareBit(sniper);
-        const int sq = Lsb(blocker);
-        switch (PieceOn(pos, sq)) {
-            case PAWN: {
-                Bitboard push = (blocker << 8) & empty;
-                Bitboard pushes = push | ((push & RANK_3) << 8 & empty);
-                count += PawnMoveCount((pushes | (PawnAttacks[sq] & opponent)) & line);
-                break;
+    // A pinned piece never answers a check from elsewhere; otherwise it may move along its line.
+    if (!checkers) {
+        for (int i = 0; i < lines.pinCount; ++i) {
+            const int sq = lines.pinSquare[i];
+            const Bitboard line = lines.pinLine[i];
+            switch (PieceOn(pos, sq)) {
+                case PAWN: {
+                    Bitboard push = SquareBit(sq + 8) & empty;
+                    Bitboard pushes = push | ((push & RANK_3) << 8 & empty);
+                    count += PawnMoveCount((pushes | (PawnAttacks[sq] & opponent)) & line);
+                    break;
+                }
+                case BISHOP: count += PopCount(BishopAttacks(sq, occupied) & line); break;
+                case ROOK: count += PopCount(RookAttacks(sq, occupied) & line); break;
+                case QUEEN: count += PopCount(QueenAttacks(sq, occupied) & line); break;
+                default: break;
             }
-            case BISHOP: count += PopCount(BishopAttacks(sq, occupied) & line & ~own); break;
-            case ROOK: count += PopCount(RookAttacks(sq, occupied) & line & ~own); break;
-            case QUEEN: count += PopCount(QueenAttacks(sq, occupied) & line & ~own); break;
-            default: break;
         }
     }
 
     // Without check, any square not holding an own piece; in check, the checker or a square between.
     const Bitboard target = checkers ? Between[king][Lsb(checkers)] | checkers : ~own;
-    const Bitboard free = own & ~pinned;
+    const Bitboard free = own & ~lines.pinned;
 
     for (Bitboard b = Knights(pos) & free; b;) count += PopCount(KnightAttacks[PopLsb(b)] & target);
-    for (Bitboard b = bishopsQueens & free; b;) count += PopCount(BishopAttacks(PopLsb(b), occupied) & target);
-    for (Bitboard b = rooksQueens & free; b;) count += PopCount(RookAttacks(PopLsb(b), occupied) & target);
+    for (Bitboard b = BishopsQueens(pos) & free; b;) count += PopCount(BishopAttacks(PopLsb(b), occupied) & target);
+    for (Bitboard b = RooksQueens(pos) & free; b;) count += PopCount(RookAttacks(PopLsb(b), occupied) & target);
 
     const Bitboard freePawns = pawns & free;
     const Bitboard push = (freePawns << 8) & empty;
@@ -97,26 +140,173 @@ uint64_t LeafCount(const Position& pos) {
         }
     }
 
-    // The generator's path conditions, then the legality test of the king's destination. With the king on
-    // e1 out of check, e1 itself is safe.
     if (!checkers) {
-        auto castle = [&](Bitboard path, int passed, int to) {
-            if (occupied & path) return 0;
-            if (AttackersOf(pos, passed, occupied, opponent) || AttackersOf(pos, to, occupied, opponent)) return 0;
-            Bitboard after = (occupied ^ ownKings) | SquareBit(to);
-            return AttackersOf(pos, to, after, opponent) ? 0 : 1;
-        };
-        if (pos.castling & OWN_QUEENSIDE) count += castle(SquareBit(B1) | SquareBit(C1) | SquareBit(D1), D1, C1);
-        if (pos.castling & OWN_KINGSIDE) count += castle(SquareBit(F1) | SquareBit(G1), F1, G1);
+        if (pos.castling & OWN_QUEENSIDE) count += CanCastle(pos, occupied, opponent, QUEENSIDE_PATH, D1, C1);
+        if (pos.castling & OWN_KINGSIDE) count += CanCastle(pos, occupied, opponent, KINGSIDE_PATH, F1, G1);
     }
 
     if (count) return count;
     return checkers ? 0 : 1;
 }
 
+// The record after a move, turned to the opponent's view, as MakeMove writes it less the key, the halfmove
+// clock and the repetition count, which the last ply's count does not read. `placed` is the piece code left
+// on `to`, `removed` an opponent piece taken elsewhere than on `to` (en passant).
+template <int KIND>
+inline Position Child(const Position& pos, int from, int to, int placed, Bitboard removed = 0, int epFile = 8) {
+    const Bitboard fromBit = SquareBit(from), toBit = SquareBit(to);
+    const Bitboard keep = ~(fromBit | toBit | removed);
+    uint8_t castling = pos.castling;
+    if (KIND == KING) castling &= uint8_t(~OWN_CASTLING);
+    if (KIND == ROOK) {
+        if (from == 7) castling &= uint8_t(~OWN_KINGSIDE);
+        if (from == 0) castling &= uint8_t(~OWN_QUEENSIDE);
+    }
+    if (toBit & Opponent(pos)) {
+        if (to == 63) castling &= uint8_t(~OPP_KINGSIDE);
+        if (to == 56) castling &= uint8_t(~OPP_QUEENSIDE);
+    }
+    const Bitboard plane1 = (pos.plane1 & keep) | (placed & 1 ? toBit : 0);
+    const Bitboard plane2 = (pos.plane2 & keep) | (placed & 2 ? toBit : 0);
+    const Bitboard plane4 = (pos.plane4 & keep) | (placed & 4 ? toBit : 0);
+    const Bitboard mover = pos.own ^ fromBit ^ toBit;
+    Position c;
+    c.own = ByteSwap((plane1 | plane2 | plane4) ^ mover);
+    c.plane1 = ByteSwap(plane1);
+    c.plane2 = ByteSwap(plane2);
+    c.plane4 = ByteSwap(plane4);
+    c.castling = uint8_t(castling << 4 | castling >> 4);
+    c.epFile = uint8_t(epFile);
+    c.halfmoveClock = 0;
+    c.repetitions = 0;
+    c.side = pos.side ^ 1;
+    c.key = 0;
+    return c;
+}
+
+// Castling as MakeMove makes it: the king's and the rook's bits toggled.
+inline Position CastlingChild(const Position& pos, int kingTo, int rookFrom, int rookTo) {
+    Position c = pos;
+    const Bitboard kingFromTo = SquareBit(E1) | SquareBit(kingTo);
+    const Bitboard rookFromTo = SquareBit(rookFrom) | SquareBit(rookTo);
+    c.plane2 ^= kingFromTo;
+    c.plane4 ^= kingFromTo ^ rookFromTo;
+    c.own ^= kingFromTo ^ rookFromTo;
+    c.castling &= uint8_t(~OWN_CASTLING);
+    c.epFile = 8;
+    c.halfmoveClock = 0;
+    c.repetitions = 0;
+    c.key = 0;
+    FlipPosition(c);
+    return c;
+}
+
+// Perft(2) of a directly countable position: each legal move, found from check and pin masks as LeafCount
+// finds them, is applied to a record of its own and its replies counted by LeafCount.
+uint64_t TwoPlyCount(const Position& pos) {
+    const Bitboard own = pos.own, occupied = Occupied(pos), opponent = occupied ^ own, empty = ~occupied;
+    const Bitboard ownKings = Kings(pos) & own;
+    const int king = Lsb(ownKings);
+
+    KingLines lines;
+    FindKingLines(pos, king, occupied, opponent, lines);
+    const Bitboard checkers = lines.checkers;
+
+    uint64_t sum = 0;
+    const Bitboard withoutKing = occupied ^ ownKings;
+    for (Bitboard t = KingAttacks[king] & ~own; t;) {
+        int to = PopLsb(t);
+        if (!AttackersOf(pos, to, withoutKing, opponent & ~SquareBit(to)))
+            sum += LeafCount(Child<KING>(pos, king, to, KING));
+    }
+
+    if (!(checkers & (checkers - 1))) {
+        const Bitboard target = checkers ? Between[king][Lsb(checkers)] | checkers : ~own;
+        const Bitboard free = own & ~lines.pinned;
+
+        auto pieceMoves = [&]<int KIND>(int from, Bitboard to) {
+            while (to) sum += LeafCount(Child<KIND>(pos, from, PopLsb(to), KIND));
+        };
+        auto pawnMoves = [&](int from, Bitboard to) {
+            while (to) {
+                const int sq = PopLsb(to);
+                if (sq >= 56) {
+                    for (int promoted : {QUEEN, ROOK, BISHOP, KNIGHT})
+                        sum += LeafCount(Child<PAWN>(pos, from, sq, promoted));
+                } else {
+                    sum += LeafCount(Child<PAWN>(pos, from, sq, PAWN, 0, sq - from == 16 ? FileOf(sq) : 8));
+                }
+            }
+        };
+        auto pawnTargets = [&](int from) {
+            const Bitboard push = SquareBit(from + 8) & empty;
+            return push | ((push & RANK_3) << 8 & empty) | (PawnAttacks[from] & opponent);
+        };
+
+        for (Bitboard b = Knights(pos) & free; b;) {
+            const int from = PopLsb(b);
+            pieceMoves.operator()<KNIGHT>(from, KnightAttacks[from] & target);
+        }
+        for (Bitboard b = Bishops(pos) & free; b;) {
+            const int from = PopLsb(b);
+            pieceMoves.operator()<BISHOP>(from, BishopAttacks(from, occupied) & target);
+        }
+        for (Bitboard b = Rooks(pos) & free; b;) {
+            const int from = PopLsb(b);
+            pieceMoves.operator()<ROOK>(from, RookAttacks(from, occupied) & target);
+        }
+        for (Bitboard b = Queens(pos) & free; b;) {
+            const int from = PopLsb(b);
+            pieceMoves.operator()<QUEEN>(from, QueenAttacks(from, occupied) & target);
+        }
+        for (Bitboard b = Pawns(pos) & free; b;) {
+            const int from = PopLsb(b);
+            pawnMoves(from, pawnTargets(from) & target);
+        }
+
+        if (!checkers) {
+            for (int i = 0; i < lines.pinCount; ++i) {
+                const int from = lines.pinSquare[i];
+                const Bitboard line = lines.pinLine[i];
+                switch (PieceOn(pos, from)) {
+                    case PAWN: pawnMoves(from, pawnTargets(from) & line); break;
+                    case BISHOP: pieceMoves.operator()<BISHOP>(from, BishopAttacks(from, occupied) & line); break;
+                    case ROOK: pieceMoves.operator()<ROOK>(from, RookAttacks(from, occupied) & line); break;
+                    case QUEEN: pieceMoves.operator()<QUEEN>(from, QueenAttacks(from, occupied) & line); break;
+                    default: break;
+                }
+            }
+        }
+
+        if (EnPassantCapturable(pos)) {
+            const int to = 40 + pos.epFile;
+            const Bitboard toBit = SquareBit(to), captured = SquareBit(to - 8);
+            for (Bitboard b = Pawns(pos) & own & EpCapturers[pos.epFile]; b;) {
+                const int from = PopLsb(b);
+                Bitboard after = ((occupied ^ SquareBit(from)) | toBit) & ~captured;
+                if (!AttackersOf(pos, king, after, opponent & ~toBit & ~captured))
+                    sum += LeafCount(Child<PAWN>(pos, from, to, PAWN, captured));
+            }
+        }
+
+        if (!checkers) {
+            if ((pos.castling & OWN_QUEENSIDE) && CanCastle(pos, occupied, opponent, QUEENSIDE_PATH, D1, C1))
+                sum += LeafCount(CastlingChild(pos, C1, 0, D1));
+            if ((pos.castling & OWN_KINGSIDE) && CanCastle(pos, occupied, opponent, KINGSIDE_PATH, F1, G1))
+                sum += LeafCount(CastlingChild(pos, G1, 7, F1));
+        }
+    }
+
+    if (sum) return sum;
+    return checkers ? 0 : 1;
+}
+
+// Above two plies the engine's own generators and MakeMove build the tree, so that perft keeps checking
+// them; the two plies next to the leaves, where nearly all the work lies, are counted directly.
 uint64_t PerftNode(Position* p, uint32_t depth) {
     if (depth == 0) return 1;
     if (depth == 1) return LeafCount(*p);
+    if (depth == 2 && DirectlyCountable(*p)) return TwoPlyCount(*p);
 
     MoveEntry list[MOVELIST_SIZE];
     uint64_t sum = 0;
