@@ -1,10 +1,49 @@
 #include "board/perft.h"
 
+#include <array>
+
 #include "board/attacks.h"
 #include "board/makemove.h"
 #include "board/movegen.h"
 
 namespace {
+
+// Squares on a rook's and a bishop's lines from each square across an empty board: no slider of the kind
+// off them can attack the square, which spares the lookup.
+constexpr std::array<std::array<Bitboard, 64>, 2> EmptyBoardLines() {
+    std::array<std::array<Bitboard, 64>, 2> lines{};
+    for (int sq = 0; sq < 64; ++sq)
+        for (int to = 0; to < 64; ++to) {
+            const int files = FileOf(to) - FileOf(sq), ranks = RankOf(to) - RankOf(sq);
+            if (to == sq) continue;
+            if (files == 0 || ranks == 0) lines[0][sq] |= SquareBit(to);
+            if (files == ranks || files == -ranks) lines[1][sq] |= SquareBit(to);
+        }
+    return lines;
+}
+constexpr auto LINES = EmptyBoardLines();
+constexpr const std::array<Bitboard, 64>& RookLines = LINES[0];
+constexpr const std::array<Bitboard, 64>& BishopLines = LINES[1];
+
+// The opponent's pieces by kind, for repeated attack tests on one board.
+struct Attackers {
+    Bitboard pawns, knights, kings, rooksQueens, bishopsQueens;
+    Attackers(const Position& pos, Bitboard opponent)
+        : pawns(Pawns(pos) & opponent),
+          knights(Knights(pos) & opponent),
+          kings(Kings(pos) & opponent),
+          rooksQueens(RooksQueens(pos) & opponent),
+          bishopsQueens(BishopsQueens(pos) & opponent) {}
+
+    // AttackersOf(...) != 0 for the opponent pieces as they stand; the piece on sq itself never attacks sq,
+    // so a capture there needs no change to them.
+    bool Attack(int sq, Bitboard occupied) const {
+        if ((KnightAttacks[sq] & knights) | (OpponentPawnSources(SquareBit(sq)) & pawns) | (KingAttacks[sq] & kings))
+            return true;
+        if ((RookLines[sq] & rooksQueens) && (RookAttacks(sq, occupied) & rooksQueens)) return true;
+        return (BishopLines[sq] & bishopsQueens) && (BishopAttacks(sq, occupied) & bishopsQueens);
+    }
+};
 
 // Pawn destinations count four times on the last rank, once per promotion piece.
 inline int PawnMoveCount(Bitboard targets) { return PopCount(targets) + 3 * PopCount(targets & RANK_8); }
@@ -32,9 +71,10 @@ struct KingLines {
 inline void FindKingLines(const Position& pos, int king, Bitboard occupied, Bitboard opponent, KingLines& k) {
     const Bitboard kingBit = SquareBit(king);
     k.checkers = ((KnightAttacks[king] & Knights(pos)) | (OpponentPawnSources(kingBit) & Pawns(pos))) & opponent;
-    Bitboard snipers = ((RookAttacks(king, opponent) & RooksQueens(pos)) |
-                        (BishopAttacks(king, opponent) & BishopsQueens(pos))) &
-                       opponent;
+    const Bitboard rooksQueens = RooksQueens(pos) & opponent, bishopsQueens = BishopsQueens(pos) & opponent;
+    Bitboard snipers = 0;
+    if (RookLines[king] & rooksQueens) snipers |= RookAttacks(king, opponent) & rooksQueens;
+    if (BishopLines[king] & bishopsQueens) snipers |= BishopAttacks(king, opponent) & bishopsQueens;
     while (snipers) {
         const int sniper = PopLsb(snipers);
         const Bitboard between = Between[king][sniper];
@@ -53,11 +93,9 @@ inline void FindKingLines(const Position& pos, int king, Bitboard occupied, Bitb
 // Castling as the generator offers it (right, empty path, king and the passed square not attacked) and the
 // legality test accepts it (the destination safe with the king gone from e1). The destination attacked
 // with the king on e1 is attacked without it too, so the generator's own test of it is implied.
-inline bool CanCastle(const Position& pos, Bitboard occupied, Bitboard opponent, Bitboard path, int passed,
-                      int to) {
+inline bool CanCastle(const Attackers& attackers, Bitboard occupied, Bitboard path, int passed, int to) {
     if (occupied & path) return false;
-    if (AttackersOf(pos, passed, occupied, opponent)) return false;
-    return !AttackersOf(pos, to, (occupied ^ SquareBit(E1)) | SquareBit(to), opponent);
+    return !attackers.Attack(passed, occupied) && !attackers.Attack(to, (occupied ^ SquareBit(E1)) | SquareBit(to));
 }
 
 constexpr Bitboard QUEENSIDE_PATH = SquareBit(B1) | SquareBit(C1) | SquareBit(D1);
@@ -88,11 +126,9 @@ uint64_t LeafCount(const Position& pos) {
 
     int count = 0;
     // King steps and captures: the destination must be safe with the king gone from its square.
+    const Attackers attackers(pos, opponent);
     const Bitboard withoutKing = occupied ^ ownKings;
-    for (Bitboard t = KingAttacks[king] & ~own; t;) {
-        int to = PopLsb(t);
-        count += !AttackersOf(pos, to, withoutKing, opponent & ~SquareBit(to));
-    }
+    for (Bitboard t = KingAttacks[king] & ~own; t;) count += !attackers.Attack(PopLsb(t), withoutKing);
 
     if (checkers & (checkers - 1)) return count;
 
@@ -141,8 +177,8 @@ uint64_t LeafCount(const Position& pos) {
     }
 
     if (!checkers) {
-        if (pos.castling & OWN_QUEENSIDE) count += CanCastle(pos, occupied, opponent, QUEENSIDE_PATH, D1, C1);
-        if (pos.castling & OWN_KINGSIDE) count += CanCastle(pos, occupied, opponent, KINGSIDE_PATH, F1, G1);
+        if (pos.castling & OWN_QUEENSIDE) count += CanCastle(attackers, occupied, QUEENSIDE_PATH, D1, C1);
+        if (pos.castling & OWN_KINGSIDE) count += CanCastle(attackers, occupied, KINGSIDE_PATH, F1, G1);
     }
 
     if (count) return count;
@@ -213,11 +249,11 @@ uint64_t TwoPlyCount(const Position& pos) {
     const Bitboard checkers = lines.checkers;
 
     uint64_t sum = 0;
+    const Attackers attackers(pos, opponent);
     const Bitboard withoutKing = occupied ^ ownKings;
     for (Bitboard t = KingAttacks[king] & ~own; t;) {
         int to = PopLsb(t);
-        if (!AttackersOf(pos, to, withoutKing, opponent & ~SquareBit(to)))
-            sum += LeafCount(Child<KING>(pos, king, to, KING));
+        if (!attackers.Attack(to, withoutKing)) sum += LeafCount(Child<KING>(pos, king, to, KING));
     }
 
     if (!(checkers & (checkers - 1))) {
@@ -290,9 +326,9 @@ uint64_t TwoPlyCount(const Position& pos) {
         }
 
         if (!checkers) {
-            if ((pos.castling & OWN_QUEENSIDE) && CanCastle(pos, occupied, opponent, QUEENSIDE_PATH, D1, C1))
+            if ((pos.castling & OWN_QUEENSIDE) && CanCastle(attackers, occupied, QUEENSIDE_PATH, D1, C1))
                 sum += LeafCount(CastlingChild(pos, C1, 0, D1));
-            if ((pos.castling & OWN_KINGSIDE) && CanCastle(pos, occupied, opponent, KINGSIDE_PATH, F1, G1))
+            if ((pos.castling & OWN_KINGSIDE) && CanCastle(attackers, occupied, KINGSIDE_PATH, F1, G1))
                 sum += LeafCount(CastlingChild(pos, G1, 7, F1));
         }
     }
