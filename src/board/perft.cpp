@@ -112,8 +112,12 @@ uint64_t LeafCountByGeneration(const Position& pos) {
 }
 
 // Perft(1) without generating: the number of moves the generators produce and the legality test accepts,
-// counted from check and pin masks; with none, 1 for stalemate and 0 for mate.
-uint64_t LeafCount(const Position& pos) {
+// counted from check and pin masks; with none, 1 for stalemate and 0 for mate. The record comes in
+// registers: the last ply's records are built by the caller, and loading one back just after writing it
+// stalls.
+uint64_t LeafCount(Bitboard ownPieces, Bitboard plane1, Bitboard plane2, Bitboard plane4, uint8_t castling,
+                   uint8_t epFile) {
+    const Position pos = {ownPieces, plane1, plane2, plane4, castling, epFile, 0, 0, 0, 0};
     if (!DirectlyCountable(pos)) return LeafCountByGeneration(pos);
     const Bitboard own = pos.own, occupied = Occupied(pos), opponent = occupied ^ own, empty = ~occupied;
     const Bitboard ownKings = Kings(pos) & own;
@@ -185,11 +189,12 @@ uint64_t LeafCount(const Position& pos) {
     return checkers ? 0 : 1;
 }
 
-// The record after a move, turned to the opponent's view, as MakeMove writes it less the key, the halfmove
-// clock and the repetition count, which the last ply's count does not read. `placed` is the piece code left
-// on `to`, `removed` an opponent piece taken elsewhere than on `to` (en passant).
+// Perft(1) of the position after a move: the board turned to the opponent's view as MakeMove leaves it,
+// passed in registers. `placed` is the piece code left on `to`, `removed` an opponent piece taken elsewhere
+// than on `to` (en passant).
 template <int KIND>
-inline Position Child(const Position& pos, int from, int to, int placed, Bitboard removed = 0, int epFile = 8) {
+inline uint64_t LeafCountAfter(const Position& pos, int from, int to, int placed, Bitboard removed = 0,
+                               int epFile = 8) {
     const Bitboard fromBit = SquareBit(from), toBit = SquareBit(to);
     const Bitboard keep = ~(fromBit | toBit | removed);
     uint8_t castling = pos.castling;
@@ -206,35 +211,20 @@ inline Position Child(const Position& pos, int from, int to, int placed, Bitboar
     const Bitboard plane2 = (pos.plane2 & keep) | (placed & 2 ? toBit : 0);
     const Bitboard plane4 = (pos.plane4 & keep) | (placed & 4 ? toBit : 0);
     const Bitboard mover = pos.own ^ fromBit ^ toBit;
-    Position c;
-    c.own = ByteSwap((plane1 | plane2 | plane4) ^ mover);
-    c.plane1 = ByteSwap(plane1);
-    c.plane2 = ByteSwap(plane2);
-    c.plane4 = ByteSwap(plane4);
-    c.castling = uint8_t(castling << 4 | castling >> 4);
-    c.epFile = uint8_t(epFile);
-    c.halfmoveClock = 0;
-    c.repetitions = 0;
-    c.side = pos.side ^ 1;
-    c.key = 0;
-    return c;
+    return LeafCount(ByteSwap((plane1 | plane2 | plane4) ^ mover), ByteSwap(plane1), ByteSwap(plane2),
+                     ByteSwap(plane4), uint8_t(castling << 4 | castling >> 4), uint8_t(epFile));
 }
 
 // Castling as MakeMove makes it: the king's and the rook's bits toggled.
-inline Position CastlingChild(const Position& pos, int kingTo, int rookFrom, int rookTo) {
-    Position c = pos;
+inline uint64_t LeafCountAfterCastling(const Position& pos, int kingTo, int rookFrom, int rookTo) {
     const Bitboard kingFromTo = SquareBit(E1) | SquareBit(kingTo);
     const Bitboard rookFromTo = SquareBit(rookFrom) | SquareBit(rookTo);
-    c.plane2 ^= kingFromTo;
-    c.plane4 ^= kingFromTo ^ rookFromTo;
-    c.own ^= kingFromTo ^ rookFromTo;
-    c.castling &= uint8_t(~OWN_CASTLING);
-    c.epFile = 8;
-    c.halfmoveClock = 0;
-    c.repetitions = 0;
-    c.key = 0;
-    FlipPosition(c);
-    return c;
+    const Bitboard plane2 = pos.plane2 ^ kingFromTo;
+    const Bitboard plane4 = pos.plane4 ^ kingFromTo ^ rookFromTo;
+    const Bitboard mover = pos.own ^ kingFromTo ^ rookFromTo;
+    const uint8_t castling = pos.castling & uint8_t(~OWN_CASTLING);
+    return LeafCount(ByteSwap((pos.plane1 | plane2 | plane4) ^ mover), ByteSwap(pos.plane1), ByteSwap(plane2),
+                     ByteSwap(plane4), uint8_t(castling << 4 | castling >> 4), 8);
 }
 
 // Perft(2) of a directly countable position: each legal move, found from check and pin masks as LeafCount
@@ -253,7 +243,7 @@ uint64_t TwoPlyCount(const Position& pos) {
     const Bitboard withoutKing = occupied ^ ownKings;
     for (Bitboard t = KingAttacks[king] & ~own; t;) {
         int to = PopLsb(t);
-        if (!attackers.Attack(to, withoutKing)) sum += LeafCount(Child<KING>(pos, king, to, KING));
+        if (!attackers.Attack(to, withoutKing)) sum += LeafCountAfter<KING>(pos, king, to, KING);
     }
 
     if (!(checkers & (checkers - 1))) {
@@ -261,16 +251,16 @@ uint64_t TwoPlyCount(const Position& pos) {
         const Bitboard free = own & ~lines.pinned;
 
         auto pieceMoves = [&]<int KIND>(int from, Bitboard to) {
-            while (to) sum += LeafCount(Child<KIND>(pos, from, PopLsb(to), KIND));
+            while (to) sum += LeafCountAfter<KIND>(pos, from, PopLsb(to), KIND);
         };
         auto pawnMoves = [&](int from, Bitboard to) {
             while (to) {
                 const int sq = PopLsb(to);
                 if (sq >= 56) {
                     for (int promoted : {QUEEN, ROOK, BISHOP, KNIGHT})
-                        sum += LeafCount(Child<PAWN>(pos, from, sq, promoted));
+                        sum += LeafCountAfter<PAWN>(pos, from, sq, promoted);
                 } else {
-                    sum += LeafCount(Child<PAWN>(pos, from, sq, PAWN, 0, sq - from == 16 ? FileOf(sq) : 8));
+                    sum += LeafCountAfter<PAWN>(pos, from, sq, PAWN, 0, sq - from == 16 ? FileOf(sq) : 8);
                 }
             }
         };
@@ -321,15 +311,15 @@ uint64_t TwoPlyCount(const Position& pos) {
                 const int from = PopLsb(b);
                 Bitboard after = ((occupied ^ SquareBit(from)) | toBit) & ~captured;
                 if (!AttackersOf(pos, king, after, opponent & ~toBit & ~captured))
-                    sum += LeafCount(Child<PAWN>(pos, from, to, PAWN, captured));
+                    sum += LeafCountAfter<PAWN>(pos, from, to, PAWN, captured);
             }
         }
 
         if (!checkers) {
             if ((pos.castling & OWN_QUEENSIDE) && CanCastle(attackers, occupied, QUEENSIDE_PATH, D1, C1))
-                sum += LeafCount(CastlingChild(pos, C1, 0, D1));
+                sum += LeafCountAfterCastling(pos, C1, 0, D1);
             if ((pos.castling & OWN_KINGSIDE) && CanCastle(attackers, occupied, KINGSIDE_PATH, F1, G1))
-                sum += LeafCount(CastlingChild(pos, G1, 7, F1));
+                sum += LeafCountAfterCastling(pos, G1, 7, F1);
         }
     }
 
@@ -341,7 +331,7 @@ uint64_t TwoPlyCount(const Position& pos) {
 // them; the two plies next to the leaves, where nearly all the work lies, are counted directly.
 uint64_t PerftNode(Position* p, uint32_t depth) {
     if (depth == 0) return 1;
-    if (depth == 1) return LeafCount(*p);
+    if (depth == 1) return LeafCount(p->own, p->plane1, p->plane2, p->plane4, p->castling, p->epFile);
     if (depth == 2 && DirectlyCountable(*p)) return TwoPlyCount(*p);
 
     MoveEntry list[MOVELIST_SIZE];
