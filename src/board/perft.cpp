@@ -40,8 +40,18 @@ struct Attackers {
     bool Attack(int sq, Bitboard occupied) const {
         if ((KnightAttacks[sq] & knights) | (OpponentPawnSources(SquareBit(sq)) & pawns) | (KingAttacks[sq] & kings))
             return true;
+        return SliderAttack(sq, occupied);
+    }
+    bool SliderAttack(int sq, Bitboard occupied) const {
         if ((RookLines[sq] & rooksQueens) && (RookAttacks(sq, occupied) & rooksQueens)) return true;
         return (BishopLines[sq] & bishopsQueens) && (BishopAttacks(sq, occupied) & bishopsQueens);
+    }
+    // Every square the pawns, knights and kings attack.
+    Bitboard LeaperAttacks() const {
+        Bitboard attacked = ((pawns & ~FILE_A) >> 9) | ((pawns & ~FILE_H) >> 7);
+        for (Bitboard b = knights; b;) attacked |= KnightAttacks[PopLsb(b)];
+        for (Bitboard b = kings; b;) attacked |= KingAttacks[PopLsb(b)];
+        return attacked;
     }
 };
 
@@ -132,7 +142,8 @@ uint64_t LeafCount(Bitboard ownPieces, Bitboard plane1, Bitboard plane2, Bitboar
     // King steps and captures: the destination must be safe with the king gone from its square.
     const Attackers attackers(pos, opponent);
     const Bitboard withoutKing = occupied ^ ownKings;
-    for (Bitboard t = KingAttacks[king] & ~own; t;) count += !attackers.Attack(PopLsb(t), withoutKing);
+    for (Bitboard t = KingAttacks[king] & ~own & ~attackers.LeaperAttacks(); t;)
+        count += !attackers.SliderAttack(PopLsb(t), withoutKing);
 
     if (checkers & (checkers - 1)) return count;
 
