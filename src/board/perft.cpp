@@ -80,7 +80,10 @@ struct KingLines {
 // single piece between pins it (the ray stops at the first opponent piece, so that piece is an own one).
 inline void FindKingLines(const Position& pos, int king, Bitboard occupied, Bitboard opponent, KingLines& k) {
     const Bitboard kingBit = SquareBit(king);
-    k.checkers = ((KnightAttacks[king] & Knights(pos)) | (OpponentPawnSources(kingBit) & Pawns(pos))) & opponent;
+    // A king beside the own one counts as checking, as in the attack test: a FEN may set kings side by side.
+    k.checkers = ((KnightAttacks[king] & Knights(pos)) | (OpponentPawnSources(kingBit) & Pawns(pos)) |
+                  (KingAttacks[king] & Kings(pos))) &
+                 opponent;
     const Bitboard rooksQueens = RooksQueens(pos) & opponent, bishopsQueens = BishopsQueens(pos) & opponent;
     Bitboard snipers = 0;
     if (RookLines[king] & rooksQueens) snipers |= RookAttacks(king, opponent) & rooksQueens;

@@ -100,8 +100,9 @@ TEST(Perft, TrickyPositions) {
 
 // The last two plies are counted from check and pin masks, with the records after each move built apart
 // from MakeMove; each position here and after each of its moves is held against the definition. The
-// positions stress pins (of pawns and sliders), checks, en passant (discovering checks, answering them), castling through and
-// into attacks, and captures and promotions on the rooks' corners, which take castling rights away.
+// positions stress pins (of pawns and sliders), checks, en passant (discovering checks, answering them),
+// castling through and into attacks, and captures and promotions on the rooks' corners, which take
+// castling rights away.
 TEST(Perft, TwoPliesAgreeWithGeneratorsAndMakeMove) {
     for (const char* fen : {
              "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
@@ -118,6 +119,7 @@ TEST(Perft, TwoPliesAgreeWithGeneratorsAndMakeMove) {
              "4k3/4r3/8/8/8/6b1/4PP2/4K3 w - - 0 1",
              "4k3/4r3/8/8/7b/8/4QB2/4K3 w - - 0 1",
              "4k3/4q3/8/8/1b6/8/3NR3/4K3 w - - 0 1",
+             "8/8/8/3kK3/8/8/3R4/8 w - - 0 1",  // kings side by side, as a FEN may set them
          }) {
         Position* start = LoadGame(fen);
         EXPECT_EQ(Perft(mainContext, 2), DefinedTwoPlyCount(start)) << fen;
