@@ -15,6 +15,16 @@ uint64_t DefinedLeafCount(const Position& pos) {
     return n ? n : Checkers(pos) ? 0 : 1;
 }
 
+// Perft(2) by definition, on the generators and MakeMove, which perft's last two plies do without. The
+// records after pos are overwritten.
+uint64_t DefinedTwoPlyCount(Position* pos) {
+    MoveEntry list[MOVELIST_SIZE];
+    MoveEntry* end = GenerateLegal(*pos, list);
+    uint64_t sum = 0;
+    for (MoveEntry* e = list; e < end; ++e) sum += DefinedLeafCount(*MakeMove(pos, e->move));
+    return sum ? sum : Checkers(*pos) ? 0 : 1;
+}
+
 TEST(Perft, ReferenceCounts) {
     REQUIRE_SHARED_FILE(file, "testdata/movegen.tsv");
     int stalemateCases = 0;
@@ -85,6 +95,42 @@ TEST(Perft, TrickyPositions) {
         const uint64_t want = Perft(mainContext, 4);
         LoadGame(p[0]);
         EXPECT_EQ(Perft(mainContext, 4), want) << p[0];
+    }
+}
+
+// The last two plies are counted from check and pin masks, with the records after each move built apart
+// from MakeMove; each position here and after each of its moves is held against the definition. The
+// positions stress pins (of pawns and sliders), checks, en passant (discovering checks, answering them),
+// castling through and into attacks, and captures and promotions on the rooks' corners, which take
+// castling rights away.
+TEST(Perft, TwoPliesAgreeWithGeneratorsAndMakeMove) {
+    for (const char* fen : {
+             "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
+             "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1",
+             "r3k2r/Pppp1ppp/1b3nbN/nP6/BBP1P3/q4N2/Pp1P2PP/R2Q1RK1 w kq - 0 1",
+             "rnbqkb1r/pp1p1ppp/2p5/4P3/2B5/8/PPP1NnPP/RNBQK2R w KQkq - 0 6",
+             "r3k2r/1P6/8/8/8/8/6p1/R3K2R w KQkq - 0 1",
+             "r3k2r/8/8/8/8/8/5r2/R3K2R w KQkq - 0 1",
+             "1r1rk2r/8/8/8/8/8/8/R3K2R w KQk - 0 1",
+             "8/8/8/8/k2Pp2Q/8/8/3K4 b - d3 0 1",
+             "8/8/8/2k5/3Pp3/8/8/4K2B b - d3 0 1",
+             "4k3/8/8/8/1b6/8/3P1P2/r3K2R w K - 0 1",
+             "4k3/4r3/8/1B6/2n5/8/3P4/R3K2R w KQ - 0 1",
+             "4k3/4r3/8/8/8/6b1/4PP2/4K3 w - - 0 1",
+             "4k3/4r3/8/8/7b/8/4QB2/4K3 w - - 0 1",
+             "4k3/4q3/8/8/1b6/8/3NR3/4K3 w - - 0 1",
+             "8/8/8/3kK3/8/8/3R4/8 w - - 0 1",  // kings side by side, as a FEN may set them
+         }) {
+        Position* start = LoadGame(fen);
+        EXPECT_EQ(Perft(mainContext, 2), DefinedTwoPlyCount(start)) << fen;
+        MoveEntry list[MOVELIST_SIZE];
+        MoveEntry* end = GenerateLegal(*start, list);
+        for (MoveEntry* e = list; e < end; ++e) {
+            mainContext.current = MakeMove(start, e->move);
+            EXPECT_EQ(Perft(mainContext, 2), DefinedTwoPlyCount(mainContext.current))
+                << fen << " after " << MoveText(*start, e->move);
+            mainContext.current = start;
+        }
     }
 }
 
