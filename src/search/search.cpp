@@ -49,7 +49,8 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
 
     // 1. Check status; one child line, shared by every child of this node
     const bool inCheck = Checkers(*pos) != 0;
-    PvLine line{};
+    PvLine line;
+    line.count = 0;
 
     // 2. Stop flags
     if (searchStop) {
@@ -150,7 +151,8 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
         // 13. Null move
         if (!inCheck && std::abs(beta) < MATE_WINDOW && std::abs(alpha) < MATE_WINDOW && hashFlags != BoundExact &&
             HasPieces(*pos)) {
-            PvLine scratch{};
+            PvLine scratch;
+            scratch.count = 0;
             thread.current = MakeNullMove(pos);
             PrefetchHash(thread.current->key);
             const int v = -AlphaBeta(thread, int16_t(d - 4), uint8_t(ply + 1), int16_t(-beta), int16_t(-beta + 1),
@@ -163,7 +165,8 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
         }
         // 14. Internal iterative deepening, with the killers and mate distances of ply 0
         if (d >= 6 && pvNode && hashMove == 0 && hashFlags != BoundUpper) {
-            PvLine iid{};
+            PvLine iid;
+            iid.count = 0;
             AlphaBeta(thread, int16_t(d / 2), 0, int16_t(alpha), int16_t(beta), tbLimit, iid);
             if (iid.count != 0) hashMove = iid.moves[0];
         }
