@@ -252,8 +252,21 @@ int16_t SearchNode(SearchThread& thread, Bitboard checkers, int16_t depth, uint8
     MoveEntry quiets[MOVELIST_SIZE];
     end = GenerateQuiets(*pos, quiets);
     int quietCount = 0;
+    // Once no killer is left among the remaining moves, none is while the killers stay as they were: the
+    // remaining moves only become fewer. (The killers of this ply can still change, under an internal
+    // iterative deepening below.)
+    bool killersGone = false;
+    Move goneKillers[2] = {0, 0};
     for (MoveEntry* slot = end - 1; slot >= quiets; --slot) {
-        if (!PickKiller(thread, ply, slot, quiets)) PickHistory(thread, slot, quiets);
+        const Move* killers = thread.killers[ply];
+        bool picked = false;
+        if (!killersGone || killers[0] != goneKillers[0] || killers[1] != goneKillers[1]) {
+            picked = PickKiller(thread, ply, slot, quiets);
+            killersGone = !picked;
+            goneKillers[0] = killers[0];
+            goneKillers[1] = killers[1];
+        }
+        if (!picked) PickHistory(thread, slot, quiets);
         const Move m = slot->move;
         if (m == hashMove || !isLegal(m)) continue;
         // Pruned moves count too: a node whose moves were all pruned is neither mate nor stalemate.
