@@ -245,11 +245,10 @@ int16_t EvaluatePosition(Position& pos, PawnHashTable* pawnHash) {
     const int phase = PopCount(Occupied(pos) & ~Pawns(pos) & ~Kings(pos));
     // The pawn structures of both sides are looked up first, the other side's in its own view.
     const Bitboard pawns = Pawns(pos), ownPawns = pawns & pos.own, enemyPawns = pawns & ~pos.own;
-    PawnLookup lookups[2] = {};
-    if (!Trace) {
-        lookups[0] = StartPawnLookup(pawnHash, {ownPawns, enemyPawns}, pos.side);
-        lookups[1] = StartPawnLookup(pawnHash, {ByteSwap(enemyPawns), ByteSwap(ownPawns)}, pos.side ^ 1);
-    }
+    // Made in place: a lookup copied from a returned one was read back before its parts had been written.
+    const PawnLookup lookups[2] = {
+        Trace ? PawnLookup{} : StartPawnLookup(pawnHash, {ownPawns, enemyPawns}, pos.side),
+        Trace ? PawnLookup{} : StartPawnLookup(pawnHash, {ByteSwap(enemyPawns), ByteSwap(ownPawns)}, pos.side ^ 1)};
     // Each pass's total is negated into the next; the sums wrap at 16 bits.
     int16_t sum = int16_t(ScoreSide<Trace>(lookups[0], pos, phase, EvalTrace[0]) + TEMPO);
     FlipPosition(pos);

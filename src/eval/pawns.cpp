@@ -98,11 +98,10 @@ uint64_t PawnKey(const Position& pos) {
     return PlacementKey({pawns & pos.own, pawns & ~pos.own}, pos.side);
 }
 
-PawnLookup StartPawnLookup(PawnHashTable* table, PawnPlacement placement, uint32_t side) {
-    if (!table) return {nullptr, nullptr, false, 0, nullptr};
-    const uint64_t mix = (placement.own * 0x9E3779B97F4A7C15ull) ^ (placement.enemy * 0xD6E8FEB86659FD93ull);
-    PawnHashTable::Recent& recent = table->recent[side & 1][mix >> (64 - PawnHashTable::RECENT_BITS)];
-    if (recent.placement == placement) return {table, &recent, true, 0, nullptr};
+namespace pawn_lookup_detail {
+
+PawnLookup StartMissed(PawnHashTable* table, PawnHashTable::Recent& recent, PawnPlacement placement,
+                       uint32_t side) {
     recent.placement = placement;
     const uint64_t key = PlacementKey(placement, side);
     PawnHashEntry* slot = &table->entries[key & (table->entryCount - 1)];
@@ -110,10 +109,8 @@ PawnLookup StartPawnLookup(PawnHashTable* table, PawnPlacement placement, uint32
     return {table, &recent, false, key, slot};
 }
 
-PawnStructure FinishPawnLookup(const PawnLookup& lookup, const Position& pos) {
-    if (!lookup.table) return EvaluatePawnStructure(pos);
+PawnStructure FinishMissed(const PawnLookup& lookup, const Position& pos) {
     PawnStructure& recent = lookup.recent->structure;
-    if (lookup.found) return recent;
     PawnHashEntry& slot = *lookup.slot;
     const uint64_t key = lookup.key;
     const Bitboard pawns = Pawns(pos);
@@ -127,6 +124,8 @@ PawnStructure FinishPawnLookup(const PawnLookup& lookup, const Position& pos) {
     slot = {key, pawns, recent.passed, recent.healthyCount, recent.score, epoch};
     return recent;
 }
+
+}  // namespace pawn_lookup_detail
 
 PawnStructure CachedPawnStructure(PawnHashTable* table, const Position& pos) {
     const Bitboard pawns = Pawns(pos);

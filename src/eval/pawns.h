@@ -74,8 +74,25 @@ struct PawnLookup {
     uint64_t key;
     PawnHashEntry* slot;
 };
-PawnLookup StartPawnLookup(PawnHashTable* table, PawnPlacement placement, uint32_t side);
-PawnStructure FinishPawnLookup(const PawnLookup& lookup, const Position& pos);
+// Both are inline for the common case, a structure found among the recent ones.
+namespace pawn_lookup_detail {
+PawnLookup StartMissed(PawnHashTable* table, PawnHashTable::Recent& recent, PawnPlacement placement, uint32_t side);
+PawnStructure FinishMissed(const PawnLookup& lookup, const Position& pos);
+}  // namespace pawn_lookup_detail
+
+inline PawnLookup StartPawnLookup(PawnHashTable* table, PawnPlacement placement, uint32_t side) {
+    if (!table) return {nullptr, nullptr, false, 0, nullptr};
+    const uint64_t mix = (placement.own * 0x9E3779B97F4A7C15ull) ^ (placement.enemy * 0xD6E8FEB86659FD93ull);
+    PawnHashTable::Recent& recent = table->recent[side & 1][mix >> (64 - PawnHashTable::RECENT_BITS)];
+    if (recent.placement == placement) return {table, &recent, true, 0, nullptr};
+    return pawn_lookup_detail::StartMissed(table, recent, placement, side);
+}
+
+inline PawnStructure FinishPawnLookup(const PawnLookup& lookup, const Position& pos) {
+    if (!lookup.table) return EvaluatePawnStructure(pos);
+    if (lookup.found) return lookup.recent->structure;
+    return pawn_lookup_detail::FinishMissed(lookup, pos);
+}
 
 // Replaces the table by a zero-filled one of `entries` slots (a power of two). A failed allocation prints a
 // message and leaves pawnHash null: its owner evaluates without a cache.

@@ -30,7 +30,8 @@ struct SearchThread : StackWithCursor {
     PawnHashTable* pawnHash;
 };
 
-// A principal variation; entries past count hold 0 or moves left from an earlier line.
+// A principal variation. Nothing reads the entries past count, which may hold anything: a line is begun by
+// setting its count alone, and only the moves a line holds are copied.
 struct PvLine {
     uint8_t count;
     Move moves[64];
@@ -38,9 +39,10 @@ struct PvLine {
 
 // The line becomes m followed by the first 63 moves of child; the count stops at the 64 moves it can hold.
 inline void AdoptLine(PvLine& line, Move m, const PvLine& child) {
+    const int copied = child.count < 64 ? child.count : 63;
     line.moves[0] = m;
-    std::memcpy(line.moves + 1, child.moves, sizeof(Move) * 63);
-    line.count = uint8_t(child.count < 64 ? child.count + 1 : 64);
+    std::memcpy(line.moves + 1, child.moves, sizeof(Move) * copied);
+    line.count = uint8_t(copied + 1);
 }
 
 // Search threads at most, each with a context of its own beside the main one.

@@ -31,10 +31,10 @@ int SearchMove(SearchThread& thread, Move m, int16_t qdepth, uint8_t ply, int be
     return score;
 }
 
-// The node's search; the evaluation is made here unless the caller has it (KNOWN).
+// The node's search; the evaluation and the checkers are found here unless the caller has them (KNOWN).
 template <bool KNOWN>
-int16_t QuiesceNode(SearchThread& thread, int16_t evaluation, int16_t qdepth, uint8_t ply, int16_t alpha16,
-                    int16_t beta16, uint8_t tbLimit) {
+int16_t QuiesceNode(SearchThread& thread, int16_t evaluation, Bitboard knownCheckers, int16_t qdepth, uint8_t ply,
+                    int16_t alpha16, int16_t beta16, uint8_t tbLimit) {
     int alpha = alpha16, beta = beta16;
     // Mate-distance pruning
     alpha = std::max(alpha, ply - MATE);
@@ -42,7 +42,7 @@ int16_t QuiesceNode(SearchThread& thread, int16_t evaluation, int16_t qdepth, ui
     if (alpha >= beta) return int16_t(alpha);
 
     Position* pos = thread.current;
-    const Bitboard checkers = Checkers(*pos);
+    const Bitboard checkers = KNOWN ? knownCheckers : Checkers(*pos);
     const int e = KNOWN ? evaluation : Evaluate(*thread.current, thread.pawnHash);
     if (!checkers && e >= beta) return int16_t(e);
     // The evaluation is a floor even in check; it only cuts when not in check.
@@ -89,10 +89,10 @@ int16_t QuiesceNode(SearchThread& thread, int16_t evaluation, int16_t qdepth, ui
 }  // namespace
 
 int16_t Quiesce(SearchThread& thread, int16_t qdepth, uint8_t ply, int16_t alpha, int16_t beta, uint8_t tbLimit) {
-    return QuiesceNode<false>(thread, 0, qdepth, ply, alpha, beta, tbLimit);
+    return QuiesceNode<false>(thread, 0, 0, qdepth, ply, alpha, beta, tbLimit);
 }
 
-int16_t QuiesceEvaluated(SearchThread& thread, int16_t evaluation, int16_t qdepth, uint8_t ply, int16_t alpha,
-                         int16_t beta, uint8_t tbLimit) {
-    return QuiesceNode<true>(thread, evaluation, qdepth, ply, alpha, beta, tbLimit);
+int16_t QuiesceEvaluated(SearchThread& thread, int16_t evaluation, Bitboard checkers, int16_t qdepth, uint8_t ply,
+                         int16_t alpha, int16_t beta, uint8_t tbLimit) {
+    return QuiesceNode<true>(thread, evaluation, checkers, qdepth, ply, alpha, beta, tbLimit);
 }

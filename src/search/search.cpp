@@ -42,14 +42,31 @@ bool HasPieces(const Position& pos) { return (Occupied(pos) & ~Pawns(pos) & ~Kin
 
 }  // namespace
 
-int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alpha16, int16_t beta16, uint8_t tbLimit,
+namespace {
+
+// AlphaBeta for a caller that already has Checkers(*thread.current): a node's quiet moves learn whether they
+// give check before their child is searched.
+int16_t SearchNode(SearchThread& thread, Bitboard checkers, int16_t depth, uint8_t ply, int16_t alpha16,
+                   int16_t beta16, uint8_t tbLimit, PvLine& pv);
+
+}  // namespace
+
+int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alpha, int16_t beta, uint8_t tbLimit,
                   PvLine& pv) {
+    return SearchNode(thread, Checkers(*thread.current), depth, ply, alpha, beta, tbLimit, pv);
+}
+
+namespace {
+
+int16_t SearchNode(SearchThread& thread, Bitboard checkers, int16_t depth, uint8_t ply, int16_t alpha16,
+                   int16_t beta16, uint8_t tbLimit, PvLine& pv) {
     Position* const pos = thread.current;
     int d = depth, alpha = alpha16, beta = beta16;
 
     // 1. Check status; one child line, shared by every child of this node
-    const bool inCheck = Checkers(*pos) != 0;
-    PvLine line{};
+    const bool inCheck = checkers != 0;
+    PvLine line;
+    line.count = 0;
 
     // 2. Stop flags
     if (searchStop) {
@@ -114,8 +131,8 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
             return int16_t(alpha);
         }
         if (iterationAbort) return int16_t(alpha);
-        return QuiesceEvaluated(thread, int16_t(evaluation), 0, uint8_t(ply + 1), int16_t(alpha), int16_t(beta),
-                                tbLimit);
+        return QuiesceEvaluated(thread, int16_t(evaluation), checkers, 0, uint8_t(ply + 1), int16_t(alpha),
+                                int16_t(beta), tbLimit);
     }
 
     bool futility = false;
@@ -139,8 +156,8 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
                 } else if (iterationAbort) {
                     q = r - 1;
                 } else {
-                    q = QuiesceEvaluated(thread, int16_t(staticEval()), 0, uint8_t(ply + 1), int16_t(r - 1),
-                                         int16_t(r), tbLimit);
+                    q = QuiesceEvaluated(thread, int16_t(staticEval()), checkers, 0, uint8_t(ply + 1),
+                                         int16_t(r - 1), int16_t(r), tbLimit);
                 }
                 if (q < r) return int16_t(q);
                 futility = true;
@@ -150,7 +167,8 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
         // 13. Null move
         if (!inCheck && std::abs(beta) < MATE_WINDOW && std::abs(alpha) < MATE_WINDOW && hashFlags != BoundExact &&
             HasPieces(*pos)) {
-            PvLine scratch{};
+            PvLine scratch;
+            scratch.count = 0;
             thread.current = MakeNullMove(pos);
             PrefetchHash(thread.current->key);
             const int v = -AlphaBeta(thread, int16_t(d - 4), uint8_t(ply + 1), int16_t(-beta), int16_t(-beta + 1),
@@ -163,7 +181,8 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
         }
         // 14. Internal iterative deepening, with the killers and mate distances of ply 0
         if (d >= 6 && pvNode && hashMove == 0 && hashFlags != BoundUpper) {
-            PvLine iid{};
+            PvLine iid;
+            iid.count = 0;
             AlphaBeta(thread, int16_t(d / 2), 0, int16_t(alpha), int16_t(beta), tbLimit, iid);
             if (iid.count != 0) hashMove = iid.moves[0];
         }
@@ -233,14 +252,28 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
     MoveEntry quiets[MOVELIST_SIZE];
     end = GenerateQuiets(*pos, quiets);
     int quietCount = 0;
+    // Once no killer is left among the remaining moves, none is while the killers stay as they were: the
+    // remaining moves only become fewer. (The killers of this ply can still change, under an internal
+    // iterative deepening below.)
+    bool killersGone = false;
+    Move goneKillers[2] = {0, 0};
     for (MoveEntry* slot = end - 1; slot >= quiets; --slot) {
-        if (!PickKiller(thread, ply, slot, quiets)) PickHistory(thread, slot, quiets);
+        const Move* killers = thread.killers[ply];
+        bool picked = false;
+        if (!killersGone || killers[0] != goneKillers[0] || killers[1] != goneKillers[1]) {
+            picked = PickKiller(thread, ply, slot, quiets);
+            killersGone = !picked;
+            goneKillers[0] = killers[0];
+            goneKillers[1] = killers[1];
+        }
+        if (!picked) PickHistory(thread, slot, quiets);
         const Move m = slot->move;
         if (m == hashMove || !isLegal(m)) continue;
         // Pruned moves count too: a node whose moves were all pruned is neither mate nor stalemate.
         ++quietCount;
         thread.current = MakeMove(pos, m);
-        const bool givesCheck = Checkers(*thread.current) != 0;
+        const Bitboard childCheckers = Checkers(*thread.current);
+        const bool givesCheck = childCheckers != 0;
         if (!givesCheck && futility) {
             thread.current = pos;
             continue;
@@ -254,12 +287,14 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
         }
         int v;
         if (reduction > 0 || raised) {
-            v = -AlphaBeta(thread, int16_t(d - 1 - reduction), uint8_t(ply + 1), int16_t(-b - 1), int16_t(-b), tbLimit,
-                           line);
+            v = -SearchNode(thread, childCheckers, int16_t(d - 1 - reduction), uint8_t(ply + 1), int16_t(-b - 1),
+                            int16_t(-b), tbLimit, line);
             if (v > b && v < beta)
-                v = -AlphaBeta(thread, int16_t(d - 1), uint8_t(ply + 1), int16_t(-beta), int16_t(-b), tbLimit, line);
+                v = -SearchNode(thread, childCheckers, int16_t(d - 1), uint8_t(ply + 1), int16_t(-beta), int16_t(-b),
+                                tbLimit, line);
         } else {
-            v = -AlphaBeta(thread, int16_t(d - 1), uint8_t(ply + 1), int16_t(-beta), int16_t(-b), tbLimit, line);
+            v = -SearchNode(thread, childCheckers, int16_t(d - 1), uint8_t(ply + 1), int16_t(-beta), int16_t(-b),
+                            tbLimit, line);
         }
         thread.current = pos;
         if (v > b) {
@@ -285,6 +320,8 @@ int16_t AlphaBeta(SearchThread& thread, int16_t depth, uint8_t ply, int16_t alph
     StoreHash(*pos, uint8_t(d), ply, raised ? BoundExact : BoundUpper, int16_t(b), best);
     return int16_t(b);
 }
+
+}  // namespace
 
 uint64_t SearchRoot(SearchThread& thread, int depth, int16_t alpha, int16_t beta, MoveEntry* rootStart,
                     MoveEntry* rootEnd, uint8_t tbLimit, PvLine& line) {
