@@ -46,15 +46,16 @@ FAULTS = [
      "if (RankOf(from) == 1 && RankOf(to) == 3) {", "if (RankOf(from) == 1 && RankOf(to) == 2) {",
      "a double step leaves no en-passant file"),
     ("board-castle-rights-h8", "src/board/makemove.cpp",
-     "if (to == 63) n->castling &= uint8_t(~OPP_KINGSIDE);", "if (to == 62) n->castling &= uint8_t(~OPP_KINGSIDE);",
+     "if (to == 63) next.castling &= uint8_t(~OPP_KINGSIDE);",
+     "if (to == 62) next.castling &= uint8_t(~OPP_KINGSIDE);",
      "taking the rook on h8 keeps the opponent's kingside right"),
     ("board-rook-move-rights", "src/board/makemove.cpp",
-     "            if (from == 7) n->castling &= uint8_t(~OWN_KINGSIDE);\n"
-     "            if (from == 0) n->castling &= uint8_t(~OWN_QUEENSIDE);\n"
-     "            n->halfmoveClock++;",
-     "            if (from == 6) n->castling &= uint8_t(~OWN_KINGSIDE);\n"
-     "            if (from == 0) n->castling &= uint8_t(~OWN_QUEENSIDE);\n"
-     "            n->halfmoveClock++;",
+     "            if (from == 7) next.castling &= uint8_t(~OWN_KINGSIDE);\n"
+     "            if (from == 0) next.castling &= uint8_t(~OWN_QUEENSIDE);\n"
+     "            next.halfmoveClock++;",
+     "            if (from == 6) next.castling &= uint8_t(~OWN_KINGSIDE);\n"
+     "            if (from == 0) next.castling &= uint8_t(~OWN_QUEENSIDE);\n"
+     "            next.halfmoveClock++;",
      "moving the h1 rook keeps the kingside right"),
     ("board-repetition-scan", "src/board/makemove.cpp",
      "for (int back = 2; back <= clock; back += 2) {", "for (int back = 2; back < clock; back += 2) {",

@@ -7,17 +7,24 @@ NodeCounter nodeCount;
 
 namespace {
 
+// The new record's fields while the move is made, kept apart from the record and written once: the record's
+// own fields, stored piecewise and read back wide, would stall.
+struct Planes {
+    Bitboard own, plane1, plane2, plane4;
+    uint8_t castling, halfmoveClock;
+};
+
 // Flips or sets the bits of a piece code in the three planes.
-inline void TogglePiece(Position* n, int code, Bitboard squares) {
-    if (code & 1) n->plane1 ^= squares;
-    if (code & 2) n->plane2 ^= squares;
-    if (code & 4) n->plane4 ^= squares;
+inline void TogglePiece(Planes& n, int code, Bitboard squares) {
+    if (code & 1) n.plane1 ^= squares;
+    if (code & 2) n.plane2 ^= squares;
+    if (code & 4) n.plane4 ^= squares;
 }
 
-inline void ClearSquare(Position* n, Bitboard square) {
-    n->plane1 &= ~square;
-    n->plane2 &= ~square;
-    n->plane4 &= ~square;
+inline void ClearSquare(Planes& n, Bitboard square) {
+    n.plane1 &= ~square;
+    n.plane2 &= ~square;
+    n.plane4 &= ~square;
 }
 
 void ScanRepetitions(Position* n) {
@@ -48,14 +55,8 @@ Position* MakeMove(Position* p, Move m) {
         return n;
     }
 
-    n->own = p->own;
-    n->plane1 = p->plane1;
-    n->plane2 = p->plane2;
-    n->plane4 = p->plane4;
-    n->castling = p->castling;
-    n->halfmoveClock = p->halfmoveClock;
-    n->repetitions = 0;
-    n->side = p->side;
+    Planes next{p->own, p->plane1, p->plane2, p->plane4, p->castling, p->halfmoveClock};
+    uint8_t epFile = 8;
 
     const int from = MoveFrom(m);
     const int to = MoveTo(m);
@@ -66,82 +67,81 @@ Position* MakeMove(Position* p, Move m) {
     const int opponentRow = (p->side ^ 1) * 8;
 
     uint64_t key = p->key ^ CastleKeys[p->castling] ^ SideKeys[0] ^ EpKeys[p->epFile];
-    n->epFile = 8;
-    n->own ^= fromTo;
+    next.own ^= fromTo;
 
     switch (type) {
         case PAWN_MOVE:
-            n->plane1 ^= fromTo;
+            next.plane1 ^= fromTo;
             key ^= ownKeys[from] ^ ownKeys[to];
             if (RankOf(from) == 1 && RankOf(to) == 3) {
-                n->epFile = uint8_t(FileOf(to));
-                key ^= EpKeys[n->epFile];
+                epFile = uint8_t(FileOf(to));
+                key ^= EpKeys[epFile];
             }
-            n->halfmoveClock = 0;
+            next.halfmoveClock = 0;
             break;
         case KNIGHT_MOVE:
-            n->plane2 ^= fromTo;
+            next.plane2 ^= fromTo;
             key ^= ownKeys[from] ^ ownKeys[to];
-            n->halfmoveClock++;
+            next.halfmoveClock++;
             break;
         case BISHOP_MOVE:
-            n->plane1 ^= fromTo;
-            n->plane2 ^= fromTo;
+            next.plane1 ^= fromTo;
+            next.plane2 ^= fromTo;
             key ^= ownKeys[from] ^ ownKeys[to];
-            n->halfmoveClock++;
+            next.halfmoveClock++;
             break;
         case ROOK_MOVE:
-            n->plane4 ^= fromTo;
+            next.plane4 ^= fromTo;
             key ^= ownKeys[from] ^ ownKeys[to];
-            if (from == 7) n->castling &= uint8_t(~OWN_KINGSIDE);
-            if (from == 0) n->castling &= uint8_t(~OWN_QUEENSIDE);
-            n->halfmoveClock++;
+            if (from == 7) next.castling &= uint8_t(~OWN_KINGSIDE);
+            if (from == 0) next.castling &= uint8_t(~OWN_QUEENSIDE);
+            next.halfmoveClock++;
             break;
         case QUEEN_MOVE:
-            n->plane1 ^= fromTo;
-            n->plane4 ^= fromTo;
+            next.plane1 ^= fromTo;
+            next.plane4 ^= fromTo;
             key ^= ownKeys[from] ^ ownKeys[to];
-            n->halfmoveClock++;
+            next.halfmoveClock++;
             break;
         case KING_MOVE:
-            n->plane2 ^= fromTo;
-            n->plane4 ^= fromTo;
+            next.plane2 ^= fromTo;
+            next.plane4 ^= fromTo;
             key ^= ownKeys[from] ^ ownKeys[to];
-            n->castling &= uint8_t(~OWN_CASTLING);
-            n->halfmoveClock++;
+            next.castling &= uint8_t(~OWN_CASTLING);
+            next.halfmoveClock++;
             break;
         case PAWN_CAPTURE: case KNIGHT_CAPTURE: case BISHOP_CAPTURE: case ROOK_CAPTURE: case QUEEN_CAPTURE:
         case KING_CAPTURE:
         case PROMOTION_CAPTURE: {
             const int victim = PieceOn(*p, to);
             key ^= PieceKeys[opponentRow + victim][to ^ 56];
-            ClearSquare(n, toBit);
-            if (to == 63) n->castling &= uint8_t(~OPP_KINGSIDE);
-            if (to == 56) n->castling &= uint8_t(~OPP_QUEENSIDE);
-            n->halfmoveClock = 0;
+            ClearSquare(next, toBit);
+            if (to == 63) next.castling &= uint8_t(~OPP_KINGSIDE);
+            if (to == 56) next.castling &= uint8_t(~OPP_QUEENSIDE);
+            next.halfmoveClock = 0;
             if (type == PROMOTION_CAPTURE) {
                 const int promoted = MovePromotion(m);
-                n->plane1 ^= fromBit;
-                TogglePiece(n, promoted, toBit);
+                next.plane1 ^= fromBit;
+                TogglePiece(next, promoted, toBit);
                 key ^= ownKeys[from] ^ PieceKeys[p->side * 8 + promoted][to];
                 break;
             }
-            TogglePiece(n, type & 7, fromTo);
+            TogglePiece(next, type & 7, fromTo);
             key ^= ownKeys[from] ^ ownKeys[to];
             if (type == ROOK_CAPTURE) {
-                if (from == 7) n->castling &= uint8_t(~OWN_KINGSIDE);
-                if (from == 0) n->castling &= uint8_t(~OWN_QUEENSIDE);
+                if (from == 7) next.castling &= uint8_t(~OWN_KINGSIDE);
+                if (from == 0) next.castling &= uint8_t(~OWN_QUEENSIDE);
             } else if (type == KING_CAPTURE) {
-                n->castling &= uint8_t(~OWN_CASTLING);
+                next.castling &= uint8_t(~OWN_CASTLING);
             }
             break;
         }
         case PROMOTION: {
             const int promoted = MovePromotion(m);
-            n->plane1 ^= fromBit;
-            TogglePiece(n, promoted, toBit);
+            next.plane1 ^= fromBit;
+            TogglePiece(next, promoted, toBit);
             key ^= ownKeys[from] ^ PieceKeys[p->side * 8 + promoted][to];
-            n->halfmoveClock = 0;
+            next.halfmoveClock = 0;
             break;
         }
         case KINGSIDE_CASTLING:
@@ -151,24 +151,33 @@ Position* MakeMove(Position* p, Move m) {
             const int rookFrom = type == KINGSIDE_CASTLING ? 7 : 0;
             const int rookTo = type == KINGSIDE_CASTLING ? 5 : 3;
             const Bitboard rookFromTo = SquareBit(rookFrom) | SquareBit(rookTo);
-            n->plane2 ^= fromTo;
-            n->plane4 ^= fromTo ^ rookFromTo;
-            n->own ^= rookFromTo;
+            next.plane2 ^= fromTo;
+            next.plane4 ^= fromTo ^ rookFromTo;
+            next.own ^= rookFromTo;
             key ^= kingKeys[from] ^ kingKeys[to] ^ rookKeys[rookFrom] ^ rookKeys[rookTo];
-            n->castling &= uint8_t(~OWN_CASTLING);
-            n->halfmoveClock++;
+            next.castling &= uint8_t(~OWN_CASTLING);
+            next.halfmoveClock++;
             break;
         }
         case EN_PASSANT: {
             const Bitboard captured = SquareBit(to - 8);
-            n->plane1 ^= fromTo ^ captured;
+            next.plane1 ^= fromTo ^ captured;
             key ^= ownKeys[from] ^ ownKeys[to] ^ PieceKeys[opponentRow + PAWN][(to - 8) ^ 56];
-            n->halfmoveClock = 0;
+            next.halfmoveClock = 0;
             break;
         }
     }
 
-    FlipPosition(*n);
+    // The record is written turned over to the opponent's view, as FlipPosition would leave it.
+    n->own = ByteSwap((next.plane1 | next.plane2 | next.plane4) ^ next.own);
+    n->plane1 = ByteSwap(next.plane1);
+    n->plane2 = ByteSwap(next.plane2);
+    n->plane4 = ByteSwap(next.plane4);
+    n->castling = uint8_t(next.castling << 4 | next.castling >> 4);
+    n->epFile = epFile;
+    n->halfmoveClock = next.halfmoveClock;
+    n->repetitions = 0;
+    n->side = p->side ^ 1;
     n->key = key ^ CastleKeys[n->castling];
 
     if (IsReversible(type)) ScanRepetitions(n);
