@@ -29,24 +29,27 @@ int32_t See(Position* pos, Move m) {
     // The planes stay as they are; removing each capturer from occupied uncovers the sliders behind it.
     while (count < GAIN_LIST_SIZE) {
         const Bitboard mine = occupied & scratch->own;
-        const Bitboard bishopLines = BishopAttacks(sq, occupied);
-        const Bitboard rookLines = RookAttacks(sq, occupied);
         Bitboard attackers;
         int attacker;
-        if ((attackers = PawnAttackers[sq] & Pawns(*scratch) & mine))
+        // The slider lookups, which often miss the cache, are made only once no pawn or knight attacks.
+        if ((attackers = PawnAttackers[sq] & Pawns(*scratch) & mine)) {
             attacker = PAWN;
-        else if ((attackers = KnightAttacks[sq] & Knights(*scratch) & mine))
+        } else if ((attackers = KnightAttacks[sq] & Knights(*scratch) & mine)) {
             attacker = KNIGHT;
-        else if ((attackers = bishopLines & Bishops(*scratch) & mine))
-            attacker = BISHOP;
-        else if ((attackers = rookLines & Rooks(*scratch) & mine))
-            attacker = ROOK;
-        else if ((attackers = (bishopLines | rookLines) & Queens(*scratch) & mine))
-            attacker = QUEEN;
-        else if ((attackers = KingAttacks[sq] & Kings(*scratch) & mine))
-            attacker = KING;
-        else
-            break;
+        } else {
+            const Bitboard bishopLines = BishopAttacks(sq, occupied);
+            const Bitboard rookLines = RookAttacks(sq, occupied);
+            if ((attackers = bishopLines & Bishops(*scratch) & mine))
+                attacker = BISHOP;
+            else if ((attackers = rookLines & Rooks(*scratch) & mine))
+                attacker = ROOK;
+            else if ((attackers = (bishopLines | rookLines) & Queens(*scratch) & mine))
+                attacker = QUEEN;
+            else if ((attackers = KingAttacks[sq] & Kings(*scratch) & mine))
+                attacker = KING;
+            else
+                break;
+        }
 
         gain[count++] = onSquare;
         if (onSquare == KING_VALUE) break;
