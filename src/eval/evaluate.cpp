@@ -251,9 +251,12 @@ int16_t EvaluatePosition(Position& pos, PawnHashTable* pawnHash) {
         Trace ? PawnLookup{} : StartPawnLookup(pawnHash, {ByteSwap(enemyPawns), ByteSwap(ownPawns)}, pos.side ^ 1)};
     // Each pass's total is negated into the next; the sums wrap at 16 bits.
     int16_t sum = int16_t(ScoreSide<Trace>(lookups[0], pos, phase, EvalTrace[0]) + TEMPO);
-    FlipPosition(pos);
-    sum = int16_t(-sum + ScoreSide<Trace>(lookups[1], pos, phase, EvalTrace[1]));
-    FlipPosition(pos);
+    // The other side is scored on a turned-over copy, rather than turning the record over and back. The copy
+    // is made field by field: a whole copy read the fields, just written one by one, back at once and stalled.
+    const Position flipped{ByteSwap(Opponent(pos)), ByteSwap(pos.plane1), ByteSwap(pos.plane2),
+                           ByteSwap(pos.plane4), uint8_t(pos.castling << 4 | pos.castling >> 4), pos.epFile,
+                           pos.halfmoveClock, pos.repetitions, pos.side ^ 1, pos.key};
+    sum = int16_t(-sum + ScoreSide<Trace>(lookups[1], flipped, phase, EvalTrace[1]));
     return int16_t(-sum);
 }
 
