@@ -55,6 +55,28 @@ inline Bitboard PiecesOfKind(const Position& pos, int piece) {
     }
 }
 
+// The moves of every own piece of one kind onto targets, captures or quiet ones. A template, so that each
+// kind's lookup is fixed where it is called: a loop over the kinds chose it anew for every piece.
+template <int PIECE, bool CAPTURES>
+inline MoveEntry* AddPieceMoves(const Position& pos, MoveEntry* list, Bitboard occupied, Bitboard targets) {
+    for (Bitboard b = PiecesOfKind(pos, PIECE) & pos.own; b;) {
+        int from = PopLsb(b);
+        const Bitboard reached = PieceAttacks(PIECE, from, occupied) & targets;
+        list = CAPTURES ? AddCaptures(pos, list, PIECE, from, reached) : AddTargets(list, PIECE, from, reached);
+    }
+    return list;
+}
+
+// The pieces other than pawns, kings first and knights last, as the lists are ordered.
+template <bool CAPTURES>
+inline MoveEntry* AddPiecesMoves(const Position& pos, MoveEntry* list, Bitboard occupied, Bitboard targets) {
+    list = AddPieceMoves<KING, CAPTURES>(pos, list, occupied, targets);
+    list = AddPieceMoves<QUEEN, CAPTURES>(pos, list, occupied, targets);
+    list = AddPieceMoves<ROOK, CAPTURES>(pos, list, occupied, targets);
+    list = AddPieceMoves<BISHOP, CAPTURES>(pos, list, occupied, targets);
+    return AddPieceMoves<KNIGHT, CAPTURES>(pos, list, occupied, targets);
+}
+
 // Attacked by an opponent piece on the board as it stands.
 inline bool Attacked(const Position& pos, int sq, Bitboard occupied) {
     return AttackersOf(pos, sq, occupied, occupied ^ pos.own) != 0;
@@ -99,11 +121,7 @@ inline Bitboard OwnXray(int sq, Bitboard own) {
 
 MoveEntry* GenerateQuiets(const Position& pos, MoveEntry* list) {
     const Bitboard occupied = Occupied(pos), empty = ~occupied;
-    for (int piece : {KING, QUEEN, ROOK, BISHOP, KNIGHT})
-        for (Bitboard b = PiecesOfKind(pos, piece) & pos.own; b;) {
-            int from = PopLsb(b);
-            list = AddTargets(list, piece, from, PieceAttacks(piece, from, occupied) & empty);
-        }
+    list = AddPiecesMoves<false>(pos, list, occupied, empty);
 
     const Bitboard single = ((Pawns(pos) & pos.own) << 8) & empty;
     for (Bitboard t = single & ~RANK_8; t;) {
@@ -123,11 +141,7 @@ MoveEntry* GenerateQuiets(const Position& pos, MoveEntry* list) {
 
 MoveEntry* GenerateNoisy(const Position& pos, MoveEntry* list) {
     const Bitboard occupied = Occupied(pos), opponent = occupied ^ pos.own;
-    for (int piece : {KING, QUEEN, ROOK, BISHOP, KNIGHT})
-        for (Bitboard b = PiecesOfKind(pos, piece) & pos.own; b;) {
-            int from = PopLsb(b);
-            list = AddCaptures(pos, list, piece, from, PieceAttacks(piece, from, occupied) & opponent);
-        }
+    list = AddPiecesMoves<true>(pos, list, occupied, opponent);
 
     const Bitboard pawns = Pawns(pos) & pos.own;
     for (Bitboard b = pawns & ~RANK_7; b;) {
