@@ -34,7 +34,7 @@ namespace fs = std::filesystem;
 inline const char* const START = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 
 // Made absolute as the program starts, before any test changes the working directory: on Windows a path
-// of the build machine such as /work/shared names a folder on the drive that is current then.
+// of the build machine, absolute there, names a folder on the drive that is current then.
 inline fs::path StartPath(const fs::path& path) { return fs::absolute(path).make_preferred(); }
 
 // FERROLUNE_SHARED overrides the default: the "shared" folder beside the source tree.
