@@ -132,23 +132,6 @@ TEST(MakeMove, ChecksPinsAndUserMoves) {
     EXPECT_EQ(mainContext.current->repetitions, (1000 - 768) / 4);
 }
 
-TEST(MakeMove, StartKeyAndFlipRoundTrip) {
-    Position* start = NewGame();
-    EXPECT_EQ(start->key, ComputeKey(*start));
-    Position flipped = *start;
-    FlipPosition(flipped);
-    // The start position is symmetric, so the other side's view looks the same but for colour and key.
-    EXPECT_EQ(flipped.own, 0xFFFFu);
-    EXPECT_EQ(flipped.plane1, start->plane1);
-    EXPECT_EQ(flipped.side, 1);
-    EXPECT_EQ(ComputeKey(flipped), start->key ^ SideKeys[0]);
-    FlipPosition(flipped);
-    EXPECT_EQ(0, std::memcmp(&flipped, start, sizeof(Position)));
-    flipped.castling = 0x12;  // own kingside, opponent queenside: the nibbles swap
-    FlipPosition(flipped);
-    EXPECT_EQ(flipped.castling, 0x21);
-}
-
 // The move loops' shortcut agrees with the full legality test on every generated move of the test
 // positions and of the positions one move later, in check or not.
 TEST(NodeLegality, AgreesWithTheFullTest) {

@@ -132,19 +132,6 @@ TEST_P(TranspositionTableTest, ClearsByEpochAcrossTheWrap) {
     EXPECT_EQ(ProbeHash(zero, data, 1, 0, -30000, 30000), HashNoCut) << "key 0 meets an empty record";
 }
 
-// After a clear, room that held one part of the table may go to another; the first part must then read
-// as empty, and a store into it must not land in the other's records.
-TEST_P(TranspositionTableTest, RoomReusedAfterAClearBelongsToItsNewPart) {
-    uint64_t data;
-    StoreHashAt(At(9), 1, 0, BoundExact, 9, 0, 0x40);
-    ClearHashTable();
-    for (int i = 0; i < 4; ++i) StoreHashAt(At(i), 1, 0, BoundExact, int16_t(i), 0, 0x80);
-    EXPECT_EQ(ProbeHashAt(At(9), data, 0, 0, -30000, 30000, 0x40), HashMiss);
-    StoreHashAt(At(8), 1, 0, BoundExact, 8, 0, 0x40);
-    for (int i = 0; i < 4; ++i) EXPECT_EQ(ProbeHashAt(At(i), data, 0, 0, -30000, 30000, 0x80), i);
-    EXPECT_EQ(ProbeHashAt(At(8), data, 0, 0, -30000, 30000, 0x40), 8);
-}
-
 // Threads that store into the same blocks at the same moment, each into lines of its own, so that only the
 // making live of a block can cost a record: every record stored must be found. The threads meet before each
 // block, so that they claim it together.
